@@ -1,0 +1,38 @@
+# What every target of the project has in common, and what the shipped library has on top of it.
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# Warnings, sanitizers and the language level. Nothing of it reaches users of an installed target.
+function(ostdrv_common target)
+  set_target_properties(${target} PROPERTIES CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
+                                             C_STANDARD 11 C_STANDARD_REQUIRED ON)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow -Wpointer-arith -Wcast-qual
+                                           -Wformat=2)
+  if(OSTDRV_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(OSTDRV_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${OSTDRV_SANITIZE} -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${OSTDRV_SANITIZE})
+  endif()
+endfunction()
+
+# The shipped library: nothing of the C++ run-time library, hidden names, hardened.
+function(ostdrv_freestanding_cxx target)
+  target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
+                                           -fno-threadsafe-statics> -fstack-protector-strong -fstack-clash-protection)
+  if(NOT OSTDRV_SANITIZE)
+    target_compile_definitions(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+endfunction()
