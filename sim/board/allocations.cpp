@@ -1,0 +1,40 @@
+// The allocator, as the fault plan sees it. Linked into tests only: no command needs a failing malloc.
+#include <cstdlib>
+
+#include "core/fault_plan.hpp"
+#include "core/live_blocks.hpp"
+#include "real.hpp"
+
+using ostdrv::sim::Call;
+
+namespace {
+
+constexpr auto kind = ostdrv::sim::CallKind::allocation;
+
+void *noted(const Call &call, void *block) {
+    if (call.seen()) ostdrv::sim::block_taken(block);
+    return block;
+}
+
+}  // namespace
+
+extern "C" {
+
+void *malloc(std::size_t size) noexcept {
+    if (!ostdrv::sim::fault_plan::active) return OSTDRV_REAL(malloc)(size);
+    Call call(kind, "malloc", "%zu", size);
+    return call.fails() ? nullptr : noted(call, OSTDRV_REAL(malloc)(size));
+}
+
+void *calloc(std::size_t count, std::size_t size) noexcept {
+    if (!ostdrv::sim::fault_plan::active) return OSTDRV_REAL(calloc)(count, size);
+    Call call(kind, "calloc", "%zu", count * size);
+    return call.fails() ? nullptr : noted(call, OSTDRV_REAL(calloc)(count, size));
+}
+
+void free(void *memory) noexcept {
+    ostdrv::sim::block_given_back(memory);
+    OSTDRV_REAL(free)(memory);
+}
+
+}  // extern "C"

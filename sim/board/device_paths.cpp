@@ -1,0 +1,94 @@
+#include "device_paths.hpp"
+
+#include <limits.h>
+#include <unistd.h>
+
+#include <array>
+#include <cctype>
+#include <cerrno>
+
+#include "core/board_state.hpp"
+
+namespace ostdrv::sim {
+namespace {
+
+struct DevicePrefix {
+    std::string_view text;
+    bool whole_component;  // must be followed by '/' or the end of the path
+};
+
+// The temporary files of the ASN.1 dump are the board's own too: their names repeat within a second, so two boards on
+// one workstation would take each other's.
+constexpr std::array prefixes{
+    DevicePrefix{"/sys/class/gpio", true},   DevicePrefix{"/sys/class/backlight", true},
+    DevicePrefix{"/var/tmp/adc", true},      DevicePrefix{"/mnt/settings", true},
+    DevicePrefix{"/proc/device-tree", true}, DevicePrefix{"/dev/i2c-", false},
+    DevicePrefix{"/tmp/der.tmp", false},     DevicePrefix{"/tmp/asn1decode.tmp", false},
+};
+
+bool is_device_path(std::string_view path) {
+    for (const DevicePrefix &prefix : prefixes) {
+        if (!path.starts_with(prefix.text)) continue;
+        if (!prefix.whole_component || path.size() == prefix.text.size()) return true;
+        const char next = path[prefix.text.size()];
+        if (!std::isalnum(static_cast<unsigned char>(next)) && next != '_' && next != '-' && next != '.') return true;
+    }
+    return false;
+}
+
+std::string files_directory() { return (board_root() / "fs").string(); }
+
+std::string shell_quoted(const std::string &text) {
+    std::string quoted;
+    for (char c : text) {
+        const bool plain =
+            std::isalnum(static_cast<unsigned char>(c)) || std::string_view("/._+-").find(c) != std::string_view::npos;
+        if (!plain) quoted += '\\';
+        quoted += c;
+    }
+    return quoted;
+}
+
+}  // namespace
+
+std::optional<std::filesystem::path> board_path(std::string_view device_path) {
+    if (!is_device_path(device_path)) return std::nullopt;
+    return files_directory() + std::string(device_path);
+}
+
+std::string device_path_of(int descriptor) {
+    const int kept_errno = errno;
+    char target[PATH_MAX];
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const ssize_t length = readlink(link.c_str(), target, sizeof target);
+    errno = kept_errno;
+    if (length <= 0) return {};
+    std::error_code error;
+    const std::string directory = std::filesystem::weakly_canonical(files_directory(), error).string();
+    const std::string_view path(target, static_cast<std::size_t>(length));
+    errno = kept_errno;
+    if (!path.starts_with(directory) || !is_device_path(path.substr(directory.size()))) return {};
+    return std::string(path.substr(directory.size()));
+}
+
+std::string map_command(std::string_view command) {
+    const std::string directory = shell_quoted(files_directory());
+    std::string mapped;
+    for (std::size_t i = 0; i < command.size(); ++i) {
+        const bool starts_path =
+            command[i] == '/' && (i == 0 || !std::isgraph(static_cast<unsigned char>(command[i - 1])) ||
+                                  std::string_view("<>=\"'(;|&").find(command[i - 1]) != std::string_view::npos);
+        if (starts_path && is_device_path(command.substr(i))) mapped += directory;
+        mapped += command[i];
+    }
+    return mapped;
+}
+
+PathArgument::PathArgument(const char *path) : given_(path) {
+    if (!path) return;
+    const int kept_errno = errno;
+    if (const auto mapped = board_path(path)) mapped_ = mapped->string();
+    errno = kept_errno;
+}
+
+}  // namespace ostdrv::sim

@@ -1,0 +1,34 @@
+// The device's absolute paths that a simulated board provides, and where they are kept below its root.
+#ifndef OSTDRV_SIM_DEVICE_PATHS_HPP
+#define OSTDRV_SIM_DEVICE_PATHS_HPP
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace ostdrv::sim {
+
+// Where the board keeps a device path, or nothing for a path that is not the device's.
+std::optional<std::filesystem::path> board_path(std::string_view device_path);
+
+// The device path that an open descriptor stands for, empty for any other file.
+std::string device_path_of(int descriptor);
+
+// A shell command with every device path in it replaced by its place on the board.
+std::string map_command(std::string_view command);
+
+// A path argument on its way to the C library: mapped when it is the device's, else as it was given.
+class PathArgument {
+ public:
+    explicit PathArgument(const char *path);
+    operator const char *() const { return mapped_.empty() ? given_ : mapped_.c_str(); }
+
+ private:
+    const char *given_;
+    std::string mapped_;
+};
+
+}  // namespace ostdrv::sim
+
+#endif

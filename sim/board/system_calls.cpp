@@ -1,0 +1,265 @@
+// The C library calls that a simulated board stands in front of: each is logged or failed as the fault plan says, has
+// the device's paths mapped to the board's, and is then carried out by the C library.
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "core/fault_plan.hpp"
+#include "device_paths.hpp"
+#include "i2c.hpp"
+#include "real.hpp"
+
+// Defining the C library's names as its headers declare them, with their own parameter names.
+#pragma GCC diagnostic ignored "-Wnonnull-compare"
+
+using ostdrv::sim::Call;
+using ostdrv::sim::PathArgument;
+
+namespace {
+
+constexpr auto kind = ostdrv::sim::CallKind::system;
+
+mode_t creation_mode(int flags, std::va_list args) {
+    return (flags & (O_CREAT | O_TMPFILE)) ? va_arg(args, mode_t) : 0;
+}
+
+// How many of the bytes written a log line shows: all of them when they are a short text.
+int shown(const void *bytes, std::size_t size) {
+    const char *text = static_cast<const char *>(bytes);
+    if (size > 32) return 0;
+    for (std::size_t i = 0; i < size; ++i)
+        if (!std::isprint(static_cast<unsigned char>(text[i]))) return 0;
+    return static_cast<int>(size);
+}
+
+}  // namespace
+
+extern "C" {
+
+// Files and descriptors
+
+int open(const char *path, int flags, ...) {
+    std::va_list args;
+    va_start(args, flags);
+    const mode_t mode = creation_mode(flags, args);
+    va_end(args);
+    Call call(kind, "open", "%s", path);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(open)(PathArgument(path), flags, mode);
+}
+
+int open64(const char *path, int flags, ...) {
+    std::va_list args;
+    va_start(args, flags);
+    const mode_t mode = creation_mode(flags, args);
+    va_end(args);
+    return open(path, flags | O_LARGEFILE, mode);
+}
+
+int __open_2(const char *path, int flags) { return open(path, flags); }
+int __open64_2(const char *path, int flags) { return open64(path, flags); }
+
+int openat(int directory, const char *path, int flags, ...) {
+    std::va_list args;
+    va_start(args, flags);
+    const mode_t mode = creation_mode(flags, args);
+    va_end(args);
+    Call call(kind, "openat", "%s", path);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(openat)(directory, PathArgument(path), flags, mode);
+}
+
+int openat64(int directory, const char *path, int flags, ...) {
+    std::va_list args;
+    va_start(args, flags);
+    const mode_t mode = creation_mode(flags, args);
+    va_end(args);
+    return openat(directory, path, flags | O_LARGEFILE, mode);
+}
+
+int close(int descriptor) {
+    Call call(kind, "close");
+    const int result = OSTDRV_REAL(close)(descriptor);
+    return call.fails() ? static_cast<int>(call.result(-1)) : result;
+}
+
+ssize_t read(int descriptor, void *buffer, size_t size) {
+    Call call(kind, "read", "%zu", size);
+    if (call.fails()) return call.result(-1);
+    return OSTDRV_REAL(read)(descriptor, buffer, size);
+}
+
+ssize_t __read_chk(int descriptor, void *buffer, size_t size, size_t) { return read(descriptor, buffer, size); }
+
+ssize_t write(int descriptor, const void *bytes, size_t size) {
+    Call call(kind, "write", "%zu '%.*s'", size, shown(bytes, size), static_cast<const char *>(bytes));
+    if (call.fails()) return call.result(-1);
+    return OSTDRV_REAL(write)(descriptor, bytes, size);
+}
+
+off_t lseek(int descriptor, off_t offset, int whence) noexcept {
+    Call call(kind, "lseek", "%lld", static_cast<long long>(offset));
+    if (call.fails()) return call.result(-1);
+    return OSTDRV_REAL(lseek)(descriptor, offset, whence);
+}
+
+int access(const char *path, int mode) noexcept {
+    Call call(kind, "access", "%s", path);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(access)(PathArgument(path), mode);
+}
+
+int stat(const char *path, struct stat *status) noexcept {
+    Call call(kind, "stat", "%s", path);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(stat)(PathArgument(path), status);
+}
+
+int stat64(const char *path, struct stat64 *status) noexcept { return OSTDRV_REAL(stat64)(PathArgument(path), status); }
+
+int lstat(const char *path, struct stat *status) noexcept { return OSTDRV_REAL(lstat)(PathArgument(path), status); }
+
+int lstat64(const char *path, struct stat64 *status) noexcept {
+    return OSTDRV_REAL(lstat64)(PathArgument(path), status);
+}
+
+int fstatat(int directory, const char *path, struct stat *status, int flags) noexcept {
+    return OSTDRV_REAL(fstatat)(directory, PathArgument(path), status, flags);
+}
+
+int fstatat64(int directory, const char *path, struct stat64 *status, int flags) noexcept {
+    return OSTDRV_REAL(fstatat64)(directory, PathArgument(path), status, flags);
+}
+
+int statx(int directory, const char *path, int flags, unsigned mask, struct statx *status) noexcept {
+    return OSTDRV_REAL(statx)(directory, PathArgument(path), flags, mask, status);
+}
+
+DIR *opendir(const char *path) { return OSTDRV_REAL(opendir)(PathArgument(path)); }
+
+int remove(const char *path) noexcept {
+    Call call(kind, "remove", "%s", path);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(remove)(PathArgument(path));
+}
+
+int unlink(const char *path) noexcept {
+    Call call(kind, "unlink", "%s", path);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(unlink)(PathArgument(path));
+}
+
+int poll(struct pollfd *watches, nfds_t count, int timeout) {
+    Call call(kind, "poll", "%lu, %d", static_cast<unsigned long>(count), timeout);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(poll)(watches, count, timeout);
+}
+
+int __poll_chk(struct pollfd *watches, nfds_t count, int timeout, size_t) { return poll(watches, count, timeout); }
+
+int ioctl(int descriptor, unsigned long request, ...) noexcept {
+    std::va_list args;
+    va_start(args, request);
+    void *argument = va_arg(args, void *);
+    va_end(args);
+    Call call(kind, "ioctl", "0x%lx", request);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    if (request == I2C_RDWR) {
+        const std::string bus = ostdrv::sim::device_path_of(descriptor);
+        if (!bus.empty()) return ostdrv::sim::i2c_transfer(bus, *static_cast<i2c_rdwr_ioctl_data *>(argument));
+    }
+    return OSTDRV_REAL(ioctl)(descriptor, request, argument);
+}
+
+// Streams
+
+FILE *fopen(const char *path, const char *mode) {
+    Call call(kind, "fopen", "%s, %s", path, mode);
+    if (call.fails()) return nullptr;
+    return OSTDRV_REAL(fopen)(PathArgument(path), mode);
+}
+
+FILE *fopen64(const char *path, const char *mode) { return fopen(path, mode); }
+
+int fclose(FILE *stream) {
+    Call call(kind, "fclose");
+    const int result = OSTDRV_REAL(fclose)(stream);
+    return call.fails() ? static_cast<int>(call.result(EOF)) : result;
+}
+
+size_t fread(void *buffer, size_t size, size_t count, FILE *stream) {
+    Call call(kind, "fread", "%zu", size * count);
+    if (call.fails()) return static_cast<size_t>(call.result(0));
+    return OSTDRV_REAL(fread)(buffer, size, count, stream);
+}
+
+size_t __fread_chk(void *buffer, size_t, size_t size, size_t count, FILE *stream) {
+    return fread(buffer, size, count, stream);
+}
+
+size_t fwrite(const void *bytes, size_t size, size_t count, FILE *stream) {
+    Call call(kind, "fwrite", "%zu '%.*s'", size * count, shown(bytes, size * count), static_cast<const char *>(bytes));
+    if (call.fails()) return static_cast<size_t>(call.result(0));
+    return OSTDRV_REAL(fwrite)(bytes, size, count, stream);
+}
+
+char *fgets(char *line, int size, FILE *stream) {
+    Call call(kind, "fgets", "%d", size);
+    if (call.fails()) return nullptr;
+    return OSTDRV_REAL(fgets)(line, size, stream);
+}
+
+char *__fgets_chk(char *line, size_t, int size, FILE *stream) { return fgets(line, size, stream); }
+
+int fseek(FILE *stream, long offset, int whence) {
+    Call call(kind, "fseek", "%ld", offset);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(fseek)(stream, offset, whence);
+}
+
+long ftell(FILE *stream) {
+    Call call(kind, "ftell");
+    if (call.fails()) return call.result(-1);
+    return OSTDRV_REAL(ftell)(stream);
+}
+
+// Commands and time
+
+int system(const char *command) {
+    Call call(kind, "system", "%s", command ? command : "");
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    if (!command) return OSTDRV_REAL(system)(command);
+    if (const auto status = ostdrv::sim::answer_i2cget(command)) return *status;
+    return OSTDRV_REAL(system)(ostdrv::sim::map_command(command).c_str());
+}
+
+FILE *popen(const char *command, const char *mode) {
+    Call call(kind, "popen", "%s", command);
+    if (call.fails()) return nullptr;
+    return OSTDRV_REAL(popen)(ostdrv::sim::map_command(command).c_str(), mode);
+}
+
+int pclose(FILE *stream) {
+    Call call(kind, "pclose");
+    const int result = OSTDRV_REAL(pclose)(stream);
+    return call.fails() ? static_cast<int>(call.result(-1)) : result;
+}
+
+int usleep(useconds_t microseconds) {
+    Call call(kind, "usleep", "%u", microseconds);
+    if (call.fails()) return static_cast<int>(call.result(-1));
+    return OSTDRV_REAL(usleep)(microseconds);
+}
+
+}  // extern "C"

@@ -1,0 +1,57 @@
+// Where a simulated board lives: one directory that outlives processes, as the hardware does.
+//
+//   board          what is fitted, as "key=value" lines (BoardDescription)
+//   fs/            the files behind the device's absolute paths
+//   *.state        one file per simulated chip
+#ifndef OSTDRV_SIM_BOARD_STATE_HPP
+#define OSTDRV_SIM_BOARD_STATE_HPP
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace ostdrv::sim {
+
+// $OSTDRV_SIM_ROOT, else $XDG_STATE_HOME/ostdrv-sim, else $HOME/.local/state/ostdrv-sim. Read anew at every call.
+std::filesystem::path board_root();
+
+// The whole file, or nothing when it cannot be read.
+std::optional<std::vector<std::uint8_t>> read_file(const std::filesystem::path &path);
+
+// Writes a new file beside `path` and renames it over `path`, creating the directory when it is missing.
+bool replace_file(const std::filesystem::path &path, std::span<const std::uint8_t> bytes);
+bool replace_file(const std::filesystem::path &path, const std::string &text);
+
+// Held while one process reads, changes and replaces a state file, so that another does not do so at the same time.
+class StateLock {
+ public:
+    StateLock();
+    ~StateLock();
+    StateLock(const StateLock &) = delete;
+    StateLock &operator=(const StateLock &) = delete;
+    bool held() const { return descriptor_ >= 0; }
+
+ private:
+    int descriptor_;
+};
+
+// What is fitted. A board directory without a description has whatever is asked of it first.
+struct BoardDescription {
+    std::string chip = "any";  // any, atecc508a, atecc608a, trustx or none
+    bool usb = false;          // the ATECC sits on the USB kit instead of the I2C bus
+    int i2c_bus = 2;
+    int i2c_address = 0x60;  // seven bits
+
+    bool has_atecc() const { return chip == "any" || chip.starts_with("atecc"); }
+    bool has_trustx() const { return chip == "any" || chip == "trustx"; }
+
+    static BoardDescription load();
+    bool save() const;
+};
+
+}  // namespace ostdrv::sim
+
+#endif

@@ -1,0 +1,109 @@
+// The world of one test: a fresh simulated board in a directory of its own, and the means to make calls fail and to
+// see what a function left behind.
+#ifndef OSTDRV_TESTS_WORLD_HPP
+#define OSTDRV_TESTS_WORLD_HPP
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "board.hpp"
+#include "core/fault_plan.hpp"
+#include "core/live_blocks.hpp"
+#include "ostdrv.h"
+
+namespace ostdrv::test {
+
+class TemporaryDirectory {
+ public:
+    TemporaryDirectory() {
+        if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary directory");
+    }
+    ~TemporaryDirectory() {
+        std::error_code error;
+        std::filesystem::remove_all(path_, error);
+    }
+    TemporaryDirectory(const TemporaryDirectory &) = delete;
+    TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
+    const std::string &path() const { return path_; }
+
+ private:
+    std::string path_ = "/tmp/ostdrv-test.XXXXXX";
+};
+
+// What a call may leave behind: open descriptors, allocated blocks, temporary files.
+struct Remains {
+    std::size_t descriptors;
+    std::size_t blocks;
+    std::size_t temporary_files;
+    bool operator==(const Remains &) const = default;
+};
+
+inline std::ostream &operator<<(std::ostream &out, const Remains &r) {
+    return out << r.descriptors << " descriptors, " << r.blocks << " blocks, " << r.temporary_files << " files";
+}
+
+// Under a sanitizer the allocator is the sanitizer's, which finds leaks itself; kos_mem_alloc can fail everywhere.
+inline constexpr bool allocations_can_fail = OSTDRV_ALLOCATIONS_CAN_FAIL;
+
+class World : public testing::Test {
+    TemporaryDirectory directory_;
+
+ public:
+    sim::Board board{directory_.path() + "/board"};
+
+    // A path for a file of the test's own.
+    std::string path(const std::string &name) const { return directory_.path() + "/" + name; }
+    std::string put(const std::string &name, const std::string &bytes) const {
+        sim::Unseen unseen;
+        std::ofstream(path(name), std::ios::binary) << bytes;
+        return path(name);
+    }
+    std::string get(const std::string &name) const {
+        sim::Unseen unseen;
+        std::ifstream file(path(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+    bool exists(const std::string &name) const {
+        sim::Unseen unseen;
+        return std::filesystem::exists(path(name));
+    }
+
+    Remains remains() const {
+        sim::Unseen unseen;
+        const auto count = [](const std::filesystem::path &where) {
+            const std::filesystem::directory_iterator entries(where);
+            return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+        };
+        return {count("/proc/self/fd"), sim::live_blocks(), count(board.root() / "fs/tmp")};
+    }
+
+    // The calls that an action makes.
+    static std::vector<std::string> calls_of(const std::function<void()> &action) {
+        sim::fault_plan::start();
+        action();
+        sim::fault_plan::stop();
+        return sim::fault_plan::log();
+    }
+
+    // What an action returns when its nth call of `name` fails.
+    template <typename Action>
+    static auto with_fault(sim::Fault fault, Action action) {
+        sim::fault_plan::start();
+        sim::fault_plan::add(std::move(fault));
+        auto result = action();
+        sim::fault_plan::stop();
+        return result;
+    }
+};
+
+}  // namespace ostdrv::test
+
+#endif
