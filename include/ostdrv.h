@@ -105,21 +105,348 @@ int x_sysfs_contains(const char *path, const char *word);
 
 /* ---- Secure element: detection and start-up --------------------------------------------------------------------- */
 
+/*
+ * The device carries one of two secure elements: an ATECC (508A or 608A) or a Trust X. Which one is decided once per
+ * process, at the first call that needs to know, and remembered across processes in a marker file,
+ * /mnt/settings/atecc or /mnt/settings/trustx. Without a marker, a chip that answers at I2C address 0x60 on bus 2
+ * within five tries is an ATECC; anything else is taken to be a Trust X. Detection runs shell commands and cannot fail.
+ *
+ * On an ATECC call tpm_init_device once in the process before any other function that reaches the chip; the chip's
+ * library then keeps its session. Every Trust X operation opens and closes a session of its own.
+ *
+ * Every tpm_ function that says it returns a status uses this one code space:
+ *
+ *    0  success, also when there is nothing to do on a Trust X
+ *    1  the ATECC could not be brought up
+ *    2  a chip-library call failed, or a Trust X session could not be opened; the library's own code is not passed on
+ *    3  bad argument: a required pointer is null, or a length is 0 or out of range; nothing was touched
+ *    4  the slot is locked and the write was refused
+ *    5  the caller's buffer is too small, or memory ran out
+ *    6  no usable certificate file path
+ *    7  no default configuration for this ATECC model
+ *    8  a file could not be opened, read, decoded or written
+ *    9  the OpenSSL command failed
+ *   11  no certificate of that kind in the USB kit's directory
+ *   12  serial number length outside 1 to 34
+ *   13  no certificate operations table could be chosen
+ *   14  the chosen operations table lacks the operation
+ *   15  a certificate could not be rebuilt or encoded, or a Trust X chain did not verify
+ *   17  data too large for its slot or object, or a base64 conversion failed
+ */
+
+/*
+ * Interface records of an ATECC on I2C and on the USB kit, with the chip library's defaults of this board. They may be
+ * changed before tpm_init_device, which itself writes slave_address and bus of the I2C record and devtype of the one
+ * it chooses.
+ */
+extern ATCAIfaceCfg tpm_iface_config_i2c;
+extern ATCAIfaceCfg tpm_iface_config_hid;
+
+/* The record in use: null until tpm_init_device has run on an ATECC, whatever the outcome. */
+extern ATCAIfaceCfg *g_atca_iface_cfg;
+
+/*
+ * Stores 1 for an ATECC or 2 for a Trust X, running detection at the first call of the process. Status 0, or 3 for a
+ * null type, without detection.
+ */
+int tpm_get_chip_type(int *type);
+
+/*
+ * Brings the ATECC up. Bus and address come from the device-tree properties tpm-i2c-bus and tpm-i2c-address under
+ * /proc/device-tree (32-bit big-endian cells, last byte used; default bus 2, address 0x60; a property shorter than
+ * four bytes counts as absent). When tpm-use-usb holds a non-zero byte and i2cget finds no chip at that address, the
+ * USB kit is used instead. The chip's configuration tells its model, with which the session is then opened.
+ *
+ * Status 0, at once on a Trust X; 1 when the chip cannot be reached. May be called again and then repeats everything.
+ */
+int tpm_init_device(void);
+
+/* Reads the ATECC's configuration zone, 128 bytes. Does not ask which chip is fitted. Status 0, 2 or 3 (null). */
+int tpm_get_config_atecc(uint8_t *config);
+
 /* ---- Secure element: slots -------------------------------------------------------------------------------------- */
+
+/*
+ * A slot is one of the ATECC's data slots 0 to 15 (36 bytes each in slots 0 to 7, 416 in slot 8, 72 in slots 9 to 15),
+ * or a Trust X object identifier such as 0xE0E1, passed to the chip as it is; only its low 16 bits count. One call
+ * moves at most 1024 bytes. Locking is permanent on both chips.
+ */
+
+/* A Trust X object: certificate objects carry flag 1, private-key objects flag 0. */
+typedef struct {
+    uint32_t object_id;
+    uint32_t flag;
+} tpm_trustx_slot;
+
+/* The eight Trust X objects that tpm_slot_count counts: 0xE0E0 to 0xE0E3 and 0xE0F0 to 0xE0F3. */
+extern const tpm_trustx_slot trustx_slots[8];
+
+/* 8 on a Trust X, 16 on an ATECC. */
+int tpm_slot_count(void);
+
+/*
+ * Stores 1 when the configuration zone is locked, else 0; on a Trust X always 1, without touching the chip. Status 0, 2
+ * or 3 (null; detection has run by then).
+ */
+int tpm_is_config_locked(uint8_t *locked);
+
+/* Stores 1 when the data zone is locked, else 0; on a Trust X always 0, without touching the chip. Status 0, 2 or 3. */
+int tpm_is_data_locked(uint8_t *locked);
+
+/* Stores 1 when the slot or object is locked, else 0. Status 0, 2 or 3 (null); nothing is stored unless 0. */
+int tpm_is_slot_locked(uint16_t slot, uint8_t *locked);
+
+/*
+ * Reads a slot from its start. *len, which must not be null, is the capacity of data on entry and the number of bytes
+ * delivered on success: at most the slot's size or the object's used length, cut to the capacity. On an ATECC slot 0
+ * yields the 64-byte public key of the private key in it.
+ *
+ * Status 0; 2; 3 for null data or a capacity of 0; 5 when the capacity is below 64 for ATECC slot 0. Nothing is stored
+ * unless 0, but a failed read of ATECC slot 0 may leave bytes in data.
+ */
+int tpm_read_slot(unsigned int slot, uint8_t *data, size_t *len);
+
+/*
+ * Writes a slot from its start. Data beyond the ATECC slot's size or beyond 1024 bytes is dropped without an error. On
+ * an ATECC the length is rounded up to a multiple of four with zero bytes and what lies behind keeps its content; on a
+ * Trust X the object is erased first and written in pieces of 256 bytes, so a failure leaves it partly written.
+ *
+ * Status 0; 2; 3 for null data or a length of 0; 4 when the slot is locked, with nothing written.
+ */
+int tpm_write_slot(unsigned int slot, const uint8_t *data, size_t len);
+
+/* Locks a slot for good; one that is locked already counts as success, without a command to the chip. Status 0 or 2. */
+int tpm_lock_slot(uint16_t slot);
 
 /* ---- Secure element: keys and signatures ------------------------------------------------------------------------ */
 
+/*
+ * The device's private key is a P-256 key in ATECC slot 0 or Trust X key object 0xE0F1; it never leaves the chip.
+ * Digests are SHA-256, 32 bytes. The functions whose names end in _atecc, and tpm_get_type, do not ask which chip is
+ * fitted and do not test their pointers.
+ */
+
+/*
+ * Makes the device key and delivers its public key.
+ *
+ * On an ATECC the first call makes the key and locks slot 0 for good; later calls deliver the same key's public key.
+ * pubkey holds 64 bytes, pubkey_len is not used. When the lock fails the status is 2 with the new key in pubkey, and
+ * the next call makes another.
+ *
+ * On a Trust X every call makes a new key and stores its public key in object 0xF1D6. pubkey receives the 91-byte DER
+ * SubjectPublicKeyInfo (RFC 5480) and must hold 23 + pubkey_len bytes; pubkey_len is at least 68. After a failure
+ * pubkey may have been written and 0xE0F1 may hold a new key.
+ *
+ * Status 0, 2 or 3 (null, before detection).
+ */
+int tpm_genkey(uint8_t *pubkey, uint16_t pubkey_len);
+
+/* Stores a public key in an ATECC slot, in the chip library's form. Status 0, 2, or 4 when the slot is locked. */
+int tpm_write_public_key_atecc(uint16_t slot, const uint8_t *pubkey);
+
+/* Signs a digest with the key in ATECC slot 0: 64 bytes in signature. Status 0 or 2. */
+int tpm_sign_atecc(const uint8_t *digest, uint8_t *signature);
+
+/*
+ * Checks a signature with a public key that tpm_write_public_key_atecc stored in the slot. The status, 0 or 2, says
+ * whether the check could be made; the verdict is in *is_verified.
+ */
+int tpm_verify_with_stored_public_key_atecc(const uint8_t *digest, const uint8_t *signature, uint16_t slot,
+                                            bool *is_verified);
+
+/* The same with a public key that the caller has. */
+int tpm_verify_with_ext_public_key_atecc(const uint8_t *digest, const uint8_t *signature, const uint8_t *pubkey,
+                                         bool *is_verified);
+
+/* 0 for an ATECC508A, 1 for an ATECC608A, 32 for anything else. Not a status. */
+int tpm_get_type(void);
+
 /* ---- Secure element: provisioning ------------------------------------------------------------------------------- */
+
+/*
+ * Configuration-zone image, laid out as the chips' data sheets define the zone: slot 0 holds the device key, slots 1 to
+ * 15 plain data, each lockable by itself. tpm_init_config adjusts it in place to the model before it writes it, and the
+ * adjustment stays.
+ */
+extern uint8_t tpm_config_data[128];
+
+/*
+ * IRREVERSIBLE. Provisions a blank ATECC: writes the configuration, locks the configuration zone, locks the data zone.
+ * config is a 128-byte image used as it is, or null for tpm_config_data adjusted to the model. A chip whose
+ * configuration is locked already only gets its data zone locked, one that is fully locked is left alone, and on a
+ * Trust X there is nothing to do: all of these return 0.
+ *
+ * Status 0; 2, after which a later call finishes the work; 7 when config is null and the model is unknown, with
+ * nothing written.
+ */
+int tpm_init_config(const uint8_t *config);
 
 /* ---- Certificates: storing, locking, exporting, verifying ------------------------------------------------------- */
 
+/*
+ * The chain is two certificates: the signer's, issued by a certificate authority, and the device's, issued by the
+ * signer. Three schemes store it, chosen afresh at every call: on a Trust X whole, in two objects; on an ATECC by the
+ * layout version in the serial number record, 1 for layout 1 (stored so that the chip alone gives the certificates
+ * back), anything else for layout 0 (compressed, to be rebuilt over the PEM files, which must be kept).
+ *
+ * Certificates are X.509 (RFC 5280) with a P-256 key and an ecdsa-with-SHA256 signature (RFC 5758), at most 1024 bytes.
+ * On layout 1 the to-be-signed part is at most 416 bytes for the signer and 360 for the device, and at least 256 for an
+ * export or a verification, which read its length from a two-byte DER length. On an ATECC the PEM file itself is at
+ * most 1024 bytes.
+ */
+
+/* One storage scheme: its operations in the order of the entry points below, null where it has none. */
+typedef struct {
+    int (*save_signer_cert)(const char *path);
+    int (*save_device_cert)(const char *path);
+    int (*lock_signer_cert)(void);
+    int (*lock_device_cert)(void);
+    int (*export_signer_cert)(const char *path);
+    int (*export_device_cert)(const char *path);
+    int (*verify)(const uint8_t *ca_public_key, const char *const *cert_paths, uint8_t *is_verified);
+} tpm_cert_api_t;
+
+extern tpm_cert_api_t tpm_cert_api_impl_0;        /* ATECC, layout 0 */
+extern tpm_cert_api_t tpm_cert_api_impl_1;        /* ATECC, layout 1 */
+extern tpm_cert_api_t tpm_trustx_cert_api_impl_1; /* Trust X */
+
+/* The table that the last certificate call of this process chose; null when it found none. */
+extern tpm_cert_api_t *g_tpm_cert_api;
+
+/* The table that applies now, or null when the layout version cannot be read. Sets nothing. */
+tpm_cert_api_t *__get_tpm_cert_api(void);
+
+/*
+ * The seven entry points below add two statuses to those of the operations: 13 when no table could be chosen, and 14
+ * when the table lacks the operation.
+ */
+
+/*
+ * Stores the certificate read from a PEM file. Nothing is rolled back after a failure.
+ *
+ * Layout 0: 0; 2 for an unreadable file or a chip failure, a locked slot included; 3 for a null path; 8 or 9 when the
+ * certificate could not be taken apart. On the USB kit the DER bytes are also copied to the kit's EEPROM, and the path
+ * must contain "signercert.cert" or "devcert.cert", which decides the entry: else 6, with nothing written.
+ * Layout 1: 0; 2 for an unreadable file, a signature that is not where an ECDSA certificate has it, or a chip failure;
+ * 3; 4 for a locked slot; 8 or 9 as above; 17 when the to-be-signed part is too long, with nothing written.
+ * Trust X: 0; 2; 3; 4; 8 for an unreadable file, with the chip untouched; 17.
+ */
+int tpm_cert_save_signer_cert(const char *path);
+int tpm_cert_save_device_cert(const char *path);
+
+/*
+ * IRREVERSIBLE. Locks what holds the certificate: ATECC layout 0 slots 11 and 10 or slot 9, layout 1 slots 8 and 10 or
+ * slots 11 to 15 and 9, Trust X objects 0xE0E2 and 0xE0F2 or 0xE0E1 and 0xE0F1 (the device's private key: no new one
+ * can be made). Stops at the first failure. Status 0 or 2.
+ */
+int tpm_cert_lock_signer_cert(void);
+int tpm_cert_lock_device_cert(void);
+
+/*
+ * Writes the stored certificate to a PEM file, created or replaced. Layout 0 has no export: 14.
+ *
+ * Layout 1: 0; 2; 5 when the chip gave fewer bytes than a slot holds; 8 when the file cannot be opened or written whole
+ * (a null path included); 15 when the slots hold no certificate: no two-byte length, or one beyond what is stored.
+ * Trust X: 0; 2; 3 for a null path; 8.
+ */
+int tpm_cert_export_signer_cert(const char *path);
+int tpm_cert_export_device_cert(const char *path);
+
+/*
+ * Checks the stored chain against the authority's 64-byte public key; on an ATECC the chip also proves, by signing a
+ * challenge, that it holds the device certificate's private key. cert_paths names the two PEM files, signer first, and
+ * is read by layout 0 only: null elsewhere. Layout 1 and layout 0 start the openssl command.
+ *
+ * *is_verified becomes 1 when all of it holds. On an ATECC it is 0 in every other case but status 3, and a chain that
+ * does not verify is status 0; otherwise 2, 3, and on layout 1 also 5, 8, 9 and 15 (a stored length beyond what is
+ * stored). On a Trust X it is left alone unless the status is 0, and a chain that does not verify is status 15.
+ */
+int tpm_cert_verify(const uint8_t *ca_public_key, const char *const *cert_paths, uint8_t *is_verified);
+
+/*
+ * Has the ATECC sign a challenge with the private key in slot 0 and check the signature with the given 64-byte public
+ * key; *is_verified is 1 when they belong together, else 0. The challenge comes from rand, seeded with the time: two in
+ * the same second are equal, and the caller's own sequence is disturbed. Status 0, or 2 with *is_verified 0.
+ */
+int __cert_challenge(const uint8_t *public_key, uint8_t *is_verified);
+
 /* ---- Certificates: serial number -------------------------------------------------------------------------------- */
+
+/*
+ * The record, in ATECC slot 7 or Trust X object 0xF1D0, is 36 bytes: the serial number of 1 to 34 bytes, zero bytes up
+ * to byte 34, and the certificate layout version in byte 35. Certificate requests carry the first 17 bytes.
+ */
+
+/* Stores the layout version, byte 35 of the record. Status 0; 3 for null; else that of the read, nothing stored. */
+int tpm_cert_get_version(uint8_t *version);
+
+/*
+ * Writes a new record with these len bytes and layout version 1. Status 0; 12 for a null serial or a length outside 1
+ * to 34, with the chip untouched; 4 when the record is locked; 2.
+ */
+int tpm_cert_set_serial_number(const uint8_t *serial, int len);
+
+/*
+ * Reads the first *len bytes of the record and puts a zero byte behind them. A *len above 34 becomes 35, so 36 bytes at
+ * serial always suffice; otherwise it stays, and does not report the serial number's own length.
+ *
+ * Status 0; 3 for a null serial or a *len below 1, with the chip untouched; else that of the read, with zero bytes in
+ * serial.
+ */
+int tpm_cert_get_serial_number(char *serial, int *len);
+
+/* IRREVERSIBLE. Locks the record, serial number and layout version alike. Status 0 or 2. */
+int tpm_cert_lock_serial_number(void);
 
 /* ---- Certificates: signing requests ----------------------------------------------------------------------------- */
 
+/*
+ * PKCS #10 requests (RFC 2986) for the device key: the serial number as commonName, always 17 bytes (cut, or filled up
+ * with zero bytes), "Ostravel" as organizationName. Call the function of the fitted chip; neither asks which it is.
+ */
+
+/* Writes the ATECC's request to a PEM file. Status 0; 2; 3 for null; 8 when the file cannot be opened, the only
+ * failure after which the file may exist. The file's own writing is not checked. */
+int tpm_cert_gencsr(const char *path);
+
+/*
+ * The request's template, and the chip library's description of it. tpm_cert_gencsr fills in the serial number, and
+ * sets the serial number's place in the definition, before each use.
+ */
+extern uint8_t g_csr_template[237];
+extern atcacert_def_t g_csr_def;
+
 /* ---- Certificates: PEM and DER ---------------------------------------------------------------------------------- */
 
+/*
+ * Reads a PEM certificate with the ATECC library's decoder. *der_len is the capacity of der on entry and must be at
+ * least the size of the PEM file, not of the DER in it; on success it is the DER length.
+ *
+ * Status 0; 2 when the text does not decode; 5 when the capacity is too small or memory ran out; 6 for a null path; 8
+ * when the file cannot be opened or read. der and *der_len are untouched unless 0.
+ */
+int tpm_cert_read_cert_from_file(const char *path, uint8_t *der, size_t *der_len);
+
 /* ---- Certificates: templates ------------------------------------------------------------------------------------ */
+
+/*
+ * Both functions run "/usr/bin/openssl asn1parse" over the DER bytes, through two files in /tmp that they remove again,
+ * and reseed rand with the time. Inputs are below 10000 bytes. Status 0; 8 when a temporary file cannot be made,
+ * written or opened; 9 when the command fails, after which its partial output may stay in /tmp.
+ */
+
+/*
+ * Fills tbs_cert_loc and the public-key and signature entries of std_cert_elements from an X.509 certificate with a
+ * P-256 key and an ECDSA signature; everything else in cert_def is left alone, and so is what was not found. A place
+ * that would lie outside the certificate is refused with 8.
+ */
+int tpm_cert_reconfig_atcacert_def(atcacert_def_t *cert_def, const uint8_t *der, size_t der_len);
+
+/*
+ * Copies the 64-byte P-256 public key out of a certificate or its to-be-signed part. Also 0, with public_key untouched,
+ * when there is none; a place that would lie outside the input is refused with 8.
+ */
+int tpm_get_pubkey_from_tbs(const uint8_t *der, size_t der_len, uint8_t *public_key);
 
 #ifdef __cplusplus
 }
