@@ -1,0 +1,71 @@
+// A real certificate authority in the test's hands: keys and certificates made and checked by libcrypto.
+#ifndef OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
+#define OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct evp_pkey_st;
+
+namespace ostdrv::test {
+
+using Bytes = std::vector<std::uint8_t>;
+using PublicKey = std::array<std::uint8_t, 64>;   // X then Y
+using PrivateKey = std::array<std::uint8_t, 32>;  // the scalar, big-endian
+
+// What a test wants of a certificate, as far as it cares.
+struct Wishes {
+    bool extensions = true;    // basicConstraints, key usage and key identifiers, or none at all
+    bool authority = false;    // basicConstraints says that the subject may issue certificates itself
+    std::size_t tbs_size = 0;  // of the whole TBSCertificate element; reached by padding, 0: as it comes
+    std::size_t r_length = 0;  // content bytes of the signature's INTEGERs: 33 when the top bit is set, 32, or 31
+    std::size_t s_length = 0;  // for a short one; reached by signing again and again, 0: as they come
+};
+
+// A P-256 key pair with a name, that issues certificates: the root, a signer, or the owner of a device key.
+class Authority {
+ public:
+    explicit Authority(const std::string &common_name);
+
+    const std::string &name() const { return name_; }
+    PublicKey public_key() const;
+    PrivateKey private_key() const;
+
+    // A version 3 certificate in DER, issued and signed by this authority for somebody's key.
+    Bytes issue(const std::string &subject, const PublicKey &subject_key, const Wishes &wishes = {}) const;
+    Bytes issue(const Authority &subject, const Wishes &wishes = {}) const {
+        return issue(subject.name(), subject.public_key(), wishes);
+    }
+
+    // The two DER INTEGERs r and s of an ECDSA signature over the SHA-256 digest of the data.
+    Bytes sign(const Bytes &data) const;
+
+ private:
+    std::string name_;
+    std::shared_ptr<evp_pkey_st> key_;
+};
+
+// One line of 64 characters after another, LF line ends, as the openssl command writes it.
+std::string pem_of(const Bytes &der, const char *label = "CERTIFICATE");
+// What the first block of a PEM text holds; empty when it is none.
+Bytes der_of(const std::string &pem, const char *label = "CERTIFICATE");
+
+// Where the parts of a DER certificate lie.
+struct CertificateParts {
+    std::size_t tbs_offset, tbs_size;
+    std::size_t key_offset;       // of the 64 bytes X and Y
+    std::size_t integers_offset;  // of the INTEGERs r and s, which end the certificate
+};
+CertificateParts parts_of(const Bytes &certificate);
+
+// What libcrypto thinks of a certificate's or a request's signature.
+bool signed_by(const Bytes &certificate, const PublicKey &issuer);
+bool request_is_sound(const Bytes &request, const std::string &common_name, const PublicKey &key);
+
+}  // namespace ostdrv::test
+
+#endif
