@@ -2,20 +2,19 @@
 #ifndef OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
 #define OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
 
-#include <array>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
+
+#include "core/crypto.hpp"
 
 struct evp_pkey_st;
 
 namespace ostdrv::test {
 
-using Bytes = std::vector<std::uint8_t>;
-using PublicKey = std::array<std::uint8_t, 64>;   // X then Y
-using PrivateKey = std::array<std::uint8_t, 32>;  // the scalar, big-endian
+using sim::Bytes;
+using sim::PrivateKey;
+using sim::PublicKey;
 
 // What a test wants of a certificate, as far as it cares.
 struct Wishes {

@@ -1,0 +1,29 @@
+#include "session.hpp"
+
+#include "chip_access.hpp"
+#include "core/board_state.hpp"
+
+namespace ostdrv::sim::trustx {
+namespace {
+
+int sessions = 0;
+
+}  // namespace
+
+bool open_session() {
+    if (!BoardDescription::load().has_trustx()) return false;
+    ++sessions;
+    return true;
+}
+
+bool close_session() {
+    if (sessions == 0) return false;
+    --sessions;
+    return true;
+}
+
+bool in_session() { return sessions > 0; }
+
+int open_sessions() { return sessions; }
+
+}  // namespace ostdrv::sim::trustx
