@@ -9,12 +9,20 @@ endif()
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
+set(ostdrv_warnings
+  -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wpointer-arith -Wcast-qual -Wcast-align -Wformat=2 -Wundef
+  -Wdouble-promotion -Wvla -Wredundant-decls -Wimplicit-fallthrough
+  $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes> $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+  $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond> $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches>
+  $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>)
+
 # Warnings, sanitizers and the language level. Nothing of it reaches users of an installed target.
 function(ostdrv_common target)
   set_target_properties(${target} PROPERTIES CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
                                              C_STANDARD 11 C_STANDARD_REQUIRED ON)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow -Wpointer-arith -Wcast-qual
-                                           -Wformat=2)
+  target_compile_options(${target} PRIVATE ${ostdrv_warnings})
   if(OSTDRV_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
@@ -30,7 +38,8 @@ function(ostdrv_freestanding_cxx target)
   target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
                                            -fno-threadsafe-statics> -fstack-protector-strong -fstack-clash-protection)
   if(NOT OSTDRV_SANITIZE)
-    target_compile_definitions(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+    target_compile_options(${target} PRIVATE
+      $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
     target_link_options(${target} PRIVATE -Wl,-z,defs)
   endif()
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)

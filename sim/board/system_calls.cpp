@@ -21,7 +21,9 @@
 #include "real.hpp"
 
 // Defining the C library's names as its headers declare them, with their own parameter names.
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wnonnull-compare"
+#endif
 
 using ostdrv::sim::Call;
 using ostdrv::sim::PathArgument;
