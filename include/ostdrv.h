@@ -346,7 +346,8 @@ int tpm_cert_lock_device_cert(void);
  * Writes the stored certificate to a PEM file, created or replaced. Layout 0 has no export: 14.
  *
  * Layout 1: 0; 2; 5 when the chip gave fewer bytes than a slot holds; 8 when the file cannot be opened or written whole
- * (a null path included); 15 when the slots hold no certificate: no two-byte length, or one beyond what is stored.
+ * (a null path included); 15 when the stored length is beyond what is stored, which is so for a to-be-signed part below
+ * 256 bytes. Before any save this makes a certificate of whatever the slots hold.
  * Trust X: 0; 2; 3 for a null path; 8.
  */
 int tpm_cert_export_signer_cert(const char *path);
@@ -366,7 +367,8 @@ int tpm_cert_verify(const uint8_t *ca_public_key, const char *const *cert_paths,
 /*
  * Has the ATECC sign a challenge with the private key in slot 0 and check the signature with the given 64-byte public
  * key; *is_verified is 1 when they belong together, else 0. The challenge comes from rand, seeded with the time: two in
- * the same second are equal, and the caller's own sequence is disturbed. Status 0, or 2 with *is_verified 0.
+ * the same second are equal, and the caller's own sequence is disturbed. Status 0; 2 with *is_verified 0; 3 for a null
+ * argument.
  */
 int __cert_challenge(const uint8_t *public_key, uint8_t *is_verified);
 
@@ -432,7 +434,7 @@ int tpm_cert_read_cert_from_file(const char *path, uint8_t *der, size_t *der_len
 /*
  * Both functions run "/usr/bin/openssl asn1parse" over the DER bytes, through two files in /tmp that they remove again,
  * and reseed rand with the time. Inputs are below 10000 bytes. Status 0; 8 when a temporary file cannot be made,
- * written or opened; 9 when the command fails, after which its partial output may stay in /tmp.
+ * written or opened; 9 when the command fails. The files are removed in every case.
  */
 
 /*
