@@ -14,7 +14,7 @@ extern "C" {
 
 enum {
     ATCACERT_E_SUCCESS = 0,
-    ATCACERT_E_ERROR = 1,            /* the chip refused or did not answer */
+    ATCACERT_E_ERROR = 1, /* the chip refused or did not answer */
     ATCACERT_E_BAD_PARAMS = 2,
     ATCACERT_E_BUFFER_TOO_SMALL = 3, /* the size argument receives the size needed */
     ATCACERT_E_DECODING_ERROR = 4,   /* not PEM, not DER, or not what the definition says */
@@ -29,12 +29,7 @@ typedef enum { SNSRC_STORED = 0 } atcacert_cert_sn_src_t;
 
 typedef enum { DATEFMT_ISO8601_SEP = 0, DATEFMT_RFC5280_UTC = 1 } atcacert_date_format_t;
 
-typedef enum {
-    DEVZONE_CONFIG = 0,
-    DEVZONE_OTP = 1,
-    DEVZONE_DATA = 2,
-    DEVZONE_NONE = 7
-} atcacert_device_zone_t;
+typedef enum { DEVZONE_CONFIG = 0, DEVZONE_OTP = 1, DEVZONE_DATA = 2, DEVZONE_NONE = 7 } atcacert_device_zone_t;
 
 typedef enum {
     STDCERT_PUBLIC_KEY = 0,
@@ -85,17 +80,34 @@ typedef struct atcacert_def_s {
 } atcacert_def_t;
 
 /*
- * Writes the certificate's compressed form to comp_cert_dev_loc and, unless its key is generated, its public key to
- * public_key_dev_loc.
+ * A definition is taken at its word only where the certificate agrees: tbs_cert_loc is the first element of the outer
+ * SEQUENCE, the public key 64 bytes inside it, the signature element what follows ecdsa-with-SHA256. X.509 only. Of the
+ * other elements, issue and expiry date and signer id are kept in the compressed form when their count is not 0; all
+ * else of a certificate comes from the template.
+ */
+
+/*
+ * Writes the certificate's compressed form to comp_cert_dev_loc (72 bytes) and then, unless its key is generated, its
+ * public key to public_key_dev_loc (64 bytes: X then Y). A location in DEVZONE_NONE is left out.
  */
 int atcacert_write_cert(const atcacert_def_t *cert_def, const uint8_t *cert, size_t cert_size);
 
-/* Rebuilds a certificate over cert_def's template. *cert_size: capacity of cert, then the certificate's size. */
+/*
+ * Rebuilds a certificate over cert_def's template, which may lie in `cert`. *cert_size: capacity of cert, then the
+ * certificate's size. The CA's key is not used.
+ */
 int atcacert_read_cert(const atcacert_def_t *cert_def, const uint8_t *ca_public_key, uint8_t *cert, size_t *cert_size);
 
-/* Builds, signs in the chip and PEM-encodes a PKCS #10 request. *csr_size: capacity of csr, then the text's length. */
+/*
+ * Builds, signs in the chip and PEM-encodes a PKCS #10 request. *csr_size: capacity of csr, then the text's length.
+ * PEM text has lines of 64 characters, ends each line with CR LF and has no terminating zero.
+ */
 int atcacert_create_csr_pem(const atcacert_def_t *csr_def, char *csr, size_t *csr_size);
 
+/*
+ * The first certificate of a text, and the text of one. *der_size and *pem_size: capacity, then what was written.
+ * Between header and footer only base64, blanks and line ends may stand; both must be there.
+ */
 int atcacert_decode_pem_cert(const char *pem, size_t pem_size, uint8_t *der, size_t *der_size);
 int atcacert_encode_pem_cert(const uint8_t *der, size_t der_size, char *pem, size_t *pem_size);
 

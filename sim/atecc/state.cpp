@@ -1,0 +1,87 @@
+#include "state.hpp"
+
+#include <algorithm>
+#include <random>
+
+#include "core/board_state.hpp"
+#include "core/der.hpp"
+#include "core/sealed_file.hpp"
+
+namespace ostdrv::sim {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view tag = "ATECC-01";
+
+fs::path state_file() { return board_root() / "atecc.state"; }
+
+// Serial number, revision and interface bytes, then I2C address, modes and the settings of the slots: plausible for a
+// part that nobody has configured, and of no use before it is.
+constexpr std::array<std::uint8_t, 52> factory_config = {
+    0x01, 0x23, 0x00, 0x00, 0x00, 0x00, 0x60, 0x02, 0x00, 0x00, 0x00, 0x00, 0xEE, 0x01, 0x01, 0x00, 0xC0, 0x00,
+    0x00, 0x00, 0x83, 0x20, 0x87, 0x20, 0x8F, 0x20, 0xC4, 0x8F, 0x8F, 0x8F, 0x8F, 0x8F, 0x9F, 0x8F, 0x0F, 0x0F,
+    0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0D, 0x1F, 0x0F, 0x0F};
+
+constexpr std::array<std::uint8_t, 32> factory_key_config = {
+    0x33, 0x00, 0x33, 0x00, 0x33, 0x00, 0x1C, 0x00, 0x1C, 0x00, 0x1C, 0x00, 0x1C, 0x00, 0x1C, 0x00,
+    0x3C, 0x00, 0x3C, 0x00, 0x3C, 0x00, 0x3C, 0x00, 0x3C, 0x00, 0x3C, 0x00, 0x3C, 0x00, 0x1C, 0x00};
+
+}  // namespace
+
+AteccState AteccState::blank(AteccModel model) {
+    AteccState state;
+    state.config.fill(0);
+    state.otp.fill(0xFF);
+    state.data.fill(0xFF);
+
+    std::ranges::copy(factory_config, state.config.begin());
+    std::random_device random;
+    for (std::size_t byte : {2, 3, 8, 9, 10, 11}) state.config[byte] = static_cast<std::uint8_t>(random());
+    if (model == AteccModel::atecc508a) {
+        state.config[6] = 0x50;
+        state.config[7] = 0x00;
+        state.config[13] = 0xC0;
+        state.config[18] = 0x55;
+    }
+    std::fill_n(state.config.begin() + 68, 16, std::uint8_t{0xFF});
+    std::fill_n(state.config.begin() + 86, 2, std::uint8_t{0x55});  // data and configuration zone unlocked
+    std::fill_n(state.config.begin() + 88, 2, std::uint8_t{0xFF});  // no slot locked
+    std::ranges::copy(factory_key_config, state.config.begin() + 96);
+    return state;
+}
+
+std::optional<AteccState> AteccState::load() {
+    std::error_code error;
+    if (!fs::exists(state_file(), error)) {
+        const bool old = BoardDescription::load().chip == "atecc508a";
+        const AteccState state = blank(old ? AteccModel::atecc508a : AteccModel::atecc608a);
+        if (!state.save()) return std::nullopt;
+        return state;
+    }
+    AteccState state;
+    const auto bytes = open_sealed(state_file(), tag);
+    if (!bytes || bytes->size() != state.config.size() + state.otp.size() + state.data.size()) return std::nullopt;
+    auto from = bytes->begin();
+    for (std::span<std::uint8_t> zone : {std::span<std::uint8_t>(state.config), std::span<std::uint8_t>(state.otp),
+                                         std::span<std::uint8_t>(state.data)}) {
+        std::copy_n(from, zone.size(), zone.begin());
+        from += static_cast<std::ptrdiff_t>(zone.size());
+    }
+    return state;
+}
+
+bool AteccState::save() const {
+    Bytes bytes(config.begin(), config.end());
+    append(bytes, otp);
+    append(bytes, data);
+    return seal(state_file(), tag, bytes);
+}
+
+std::span<std::uint8_t> AteccState::slot(unsigned number) {
+    std::size_t offset = 0;
+    for (unsigned before = 0; before < number; ++before) offset += atecc_slot_size(before);
+    return std::span<std::uint8_t>(data).subspan(offset, atecc_slot_size(number));
+}
+
+}  // namespace ostdrv::sim
