@@ -10,7 +10,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 set(ostdrv_warnings
-  -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wpointer-arith -Wcast-qual -Wcast-align -Wformat=2 -Wundef
+  -Wall -Wextra -Wconversion -Wshadow -Wpointer-arith -Wcast-qual -Wcast-align -Wformat=2 -Wundef
   -Wdouble-promotion -Wvla -Wredundant-decls -Wimplicit-fallthrough
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes> $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>

@@ -1,0 +1,150 @@
+#include "secure_element/chips.hpp"
+
+namespace ostdrv::test {
+namespace {
+
+std::string text(const std::vector<uint8_t> &bytes) { return {bytes.begin(), bytes.end()}; }
+
+TEST(TrustxSlots, ListTheEightObjects) {
+    const uint32_t objects[] = {0xE0E0, 0xE0E1, 0xE0E2, 0xE0E3, 0xE0F0, 0xE0F1, 0xE0F2, 0xE0F3};
+    static_assert(sizeof trustx_slots == 64);
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(trustx_slots[i].object_id, objects[i]);
+        EXPECT_EQ(trustx_slots[i].flag, i < 4 ? 1u : 0u);
+    }
+}
+
+TEST_F(ProvisionedAtecc, ReadsDeliverAtMostTheSlotAndTheCapacity) {
+    const struct {
+        unsigned slot;
+        size_t capacity, delivered;
+        const char *chip_read;
+    } cases[] = {{8, 1024, 416, "atcab_read_bytes_zone(2, 8, 0, 416)"},
+                 {9, 10, 10, "atcab_read_bytes_zone(2, 9, 0, 72)"},
+                 {1, 36, 36, "atcab_read_bytes_zone(2, 1, 0, 36)"},
+                 {0x10009, 72, 72, "atcab_read_bytes_zone(2, 9, 0, 72)"}};
+    for (const auto &c : cases) {
+        const unsigned slot = c.slot & 0xFFFF;
+        sim::change_atecc([&](sim::AteccState &chip) {
+            const auto bytes = pattern(chip.slot(slot).size());
+            std::copy(bytes.begin(), bytes.end(), chip.slot(slot).begin());
+        });
+        std::vector<uint8_t> data(1025, 0xEE);
+        size_t len = c.capacity;
+        const Calls calls = calls_of([&] { EXPECT_EQ(tpm_read_slot(c.slot, data.data(), &len), 0); });
+        EXPECT_EQ(calls.back(), c.chip_read);
+        EXPECT_EQ(len, c.delivered);
+        EXPECT_TRUE(std::equal(data.begin(), data.begin() + static_cast<long>(len), pattern(416).begin()));
+        EXPECT_EQ(data[len], 0xEE) << "nothing beyond what was delivered";
+    }
+}
+
+TEST_F(ProvisionedAtecc, SlotZeroReadsAsThePublicKey) {
+    uint8_t key[64];
+    ASSERT_EQ(tpm_genkey(key, 64), 0);
+    uint8_t data[101] = {};
+    size_t len = 63;
+    EXPECT_EQ(tpm_read_slot(0, data, &len), 5);
+    EXPECT_EQ(len, 63u);
+    len = 100;
+    EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_read_slot(0, data, &len), 0); }),
+              (Calls{"atcab_get_zone_size(2, 0)", "atcab_get_pubkey(0)"}));
+    EXPECT_EQ(len, 64u);
+    EXPECT_TRUE(std::equal(key, key + 64, data));
+}
+
+TEST_F(ProvisionedAtecc, WritesAreWholeWordsCutToTheSlot) {
+    const struct { size_t len, written; } cases[] = {{10, 12}, {12, 12}, {1, 4}, {72, 72}, {100, 72}, {5000, 72}};
+    for (const auto &c : cases) {
+        sim::change_atecc([](sim::AteccState &chip) { std::ranges::fill(chip.slot(9), uint8_t{0xAA}); });
+        const auto data = pattern(c.len);
+        const Calls calls = calls_of([&] { EXPECT_EQ(tpm_write_slot(9, data.data(), data.size()), 0); });
+        EXPECT_EQ(calls, (Calls{"atcab_is_slot_locked(9)", "atcab_get_zone_size(2, 9)",
+                                "atcab_write_bytes_zone(2, 9, 0, " + std::to_string(c.written) + ")"}));
+        std::vector<uint8_t> expected(72, 0xAA);
+        std::fill_n(expected.begin(), c.written, uint8_t{0});
+        std::copy_n(data.begin(), std::min<size_t>(c.len, 72), expected.begin());
+        const auto slot = sim::look_into_atecc().slot(9);
+        EXPECT_TRUE(std::ranges::equal(slot, expected)) << c.len;
+    }
+}
+
+TEST_F(ProvisionedAtecc, LocksAreForGoodAndRefuseWrites) {
+    uint8_t locked = 9;
+    EXPECT_EQ(tpm_is_slot_locked(9, &locked), 0);
+    EXPECT_EQ(locked, 0);
+    EXPECT_EQ(tpm_lock_slot(9), 0);
+    EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_lock_slot(9), 0); }), Calls{"atcab_is_slot_locked(9)"});
+    EXPECT_EQ(tpm_is_slot_locked(9, &locked), 0);
+    EXPECT_EQ(locked, 1);
+
+    const auto data = pattern(72);
+    const auto before = sim::look_into_atecc();
+    EXPECT_EQ(tpm_write_slot(9, data.data(), 72), 4);
+    EXPECT_EQ(tpm_write_public_key_atecc(9, data.data()), 4);
+    EXPECT_EQ(sim::look_into_atecc(), before);
+}
+
+TEST_F(Atecc, ZoneLocksFollowTheChip) {
+    uint8_t config = 9;
+    uint8_t data = 9;
+    for (const uint8_t expected : {uint8_t{0}, uint8_t{1}}) {
+        EXPECT_EQ(tpm_is_config_locked(&config), 0);
+        EXPECT_EQ(tpm_is_data_locked(&data), 0);
+        EXPECT_EQ(config, expected);
+        EXPECT_EQ(data, expected);
+        ASSERT_EQ(tpm_init_config(nullptr), 0);
+    }
+}
+
+TEST_F(Trustx, TransfersAreOneSessionOfPieces) {
+    const struct {
+        size_t len;
+        Calls writes;
+    } cases[] = {
+        {600,
+         {"optiga_util_write_data(0xe0e1, 0x40, 0, 256)", "optiga_util_write_data(0xe0e1, 0x00, 256, 256)",
+          "optiga_util_write_data(0xe0e1, 0x00, 512, 88)"}},
+        {2000,
+         {"optiga_util_write_data(0xe0e1, 0x40, 0, 256)", "optiga_util_write_data(0xe0e1, 0x00, 256, 256)",
+          "optiga_util_write_data(0xe0e1, 0x00, 512, 256)", "optiga_util_write_data(0xe0e1, 0x00, 768, 256)"}}};
+    EXPECT_EQ(tpm_slot_count(), 8);
+    for (const auto &c : cases) {
+        const auto data = pattern(c.len);
+        Calls expected{"trustX_Open()", "trustX_lockStatus(0xe0e1)", "trustX_Close()", "trustX_Open()"};
+        expected.insert(expected.end(), c.writes.begin(), c.writes.end());
+        expected.push_back("trustX_Close()");
+        EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_write_slot(0xE0E1, data.data(), data.size()), 0); }), expected);
+
+        std::vector<uint8_t> back(5000, 0xEE);
+        size_t len = back.size();
+        EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_read_slot(0xE0E1, back.data(), &len), 0); }),
+                  (Calls{"trustX_Open()", "optiga_util_read_data(0xe0e1, 0, 1024)", "trustX_Close()"}));
+        EXPECT_EQ(len, std::min<size_t>(c.len, 1024));
+        back.resize(len);
+        EXPECT_EQ(text(back), text(data).substr(0, len));
+        len = 7;
+        EXPECT_EQ(tpm_read_slot(0xE0E1, back.data(), &len), 0);
+        EXPECT_EQ(len, 7u);
+    }
+}
+
+TEST_F(Trustx, LocksAreForGoodAndZonesAreNotAsked) {
+    uint8_t locked = 9;
+    EXPECT_EQ(tpm_slot_count(), 8);
+    EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_is_config_locked(&locked), 0); }), Calls{});
+    EXPECT_EQ(locked, 1);
+    EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_is_data_locked(&locked), 0); }), Calls{});
+    EXPECT_EQ(locked, 0);
+
+    EXPECT_EQ(tpm_lock_slot(0xE0E1), 0);
+    EXPECT_EQ(tpm_is_slot_locked(0xE0E1, &locked), 0);
+    EXPECT_EQ(locked, 1);
+    EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_lock_slot(0xE0E1), 0); }),
+              (Calls{"trustX_Open()", "trustX_lockStatus(0xe0e1)", "trustX_Close()"}));
+    uint8_t byte = 1;
+    EXPECT_EQ(tpm_write_slot(0xE0E1, &byte, 1), 4);
+}
+
+}  // namespace
+}  // namespace ostdrv::test
