@@ -37,7 +37,7 @@ AteccState AteccState::blank(AteccModel model) {
 
     std::ranges::copy(factory_config, state.config.begin());
     std::random_device random;
-    for (std::size_t byte : {2, 3, 8, 9, 10, 11}) state.config[byte] = static_cast<std::uint8_t>(random());
+    for (const std::size_t byte : {2u, 3u, 8u, 9u, 10u, 11u}) state.config[byte] = static_cast<std::uint8_t>(random());
     if (model == AteccModel::atecc508a) {
         state.config[6] = 0x50;
         state.config[7] = 0x00;
