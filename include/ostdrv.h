@@ -418,6 +418,27 @@ int tpm_cert_gencsr(const char *path);
 extern uint8_t g_csr_template[237];
 extern atcacert_def_t g_csr_def;
 
+/*
+ * Writes the Trust X's request to a PEM file with LF line ends, created or replaced. It carries the public key that
+ * tpm_genkey stored in object 0xF1D6 and is signed, in the chip, with key object 0xE0F1.
+ *
+ * Status 0; 2 when the serial number cannot be read, the chip fails, 0xF1D6 does not hold 91 bytes (no key was made
+ * yet) or the signature is longer than the 70 bytes that a P-256 key's can have; 3 for null, with the chip untouched; 8
+ * when the file cannot be opened; 17 when the base64 encoder fails. The file is untouched unless 0, and its own writing
+ * is not checked. The session is closed in every case.
+ */
+int tpm_cert_gencsr_trustx(const char *path);
+
+/*
+ * What that request is put together from: the PEM lines around it, not NUL-terminated; the signed part with zero bytes
+ * for commonName (at 19) and public key (at 80); the algorithm and signature with zero bytes for the signature (at 17).
+ * They may be changed before a request, as long as everything keeps its place.
+ */
+extern char trustx_csr_header_template[36];
+extern uint8_t trustx_csr_signable_template[148];
+extern uint8_t trustx_csr_signature_template[87];
+extern char trustx_csr_footer_template[35];
+
 /* ---- Certificates: PEM and DER ---------------------------------------------------------------------------------- */
 
 /*
@@ -428,6 +449,35 @@ extern atcacert_def_t g_csr_def;
  * when the file cannot be opened or read. der and *der_len are untouched unless 0.
  */
 int tpm_cert_read_cert_from_file(const char *path, uint8_t *der, size_t *der_len);
+
+/*
+ * The two functions below read and write PEM certificate files (RFC 7468) with the base64 functions of the Trust X
+ * library. They touch no chip.
+ */
+
+/*
+ * Writes len bytes of DER as a certificate file, created or replaced: header, lines of 64 characters, footer, each
+ * ended by CR LF.
+ *
+ * Status 0; 3 for a null argument or a len below 2; 5 when memory ran out; 17 when the encoder fails; 8 when the file
+ * cannot be opened or not be written whole, after which a part of it stays. The file is touched only with 0 and 8.
+ */
+int tpm_octet_string_to_pem_file(const char *path, const uint8_t *data, size_t len);
+
+/*
+ * Reads the first certificate of a file into out. *out_len is the capacity of out on entry, at least 2, and the DER
+ * length on success. The file must begin with the line "-----BEGIN CERTIFICATE-----"; behind it only the characters of
+ * b64chars count, up to the next '-': line ends and blanks do not matter, and the footer is not looked at.
+ *
+ * Status 0; 3 for a null path or out, or a capacity below 2; 5 when memory ran out, or for a certificate file of more
+ * than 1610612733 bytes, whose text could not be counted in 32 bits; 8 when the file cannot be opened or read, or begins
+ * otherwise; 17 when the text does not decode or the capacity is too small. What a file grows by while it is read is
+ * not read. *out_len is untouched unless 0, and so is out, but for what a failed decoding (17) may leave in it.
+ */
+int tpm_pem_file_to_octet_string(const char *path, uint8_t *out, size_t *out_len);
+
+/* The base64 alphabet of RFC 4648 and its padding character: what the function above keeps. NUL-terminated. */
+extern const char b64chars[66];
 
 /* ---- Certificates: templates ------------------------------------------------------------------------------------ */
 
