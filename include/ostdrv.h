@@ -290,9 +290,8 @@ int tpm_init_config(const uint8_t *config);
  * back), anything else for layout 0 (compressed, to be rebuilt over the PEM files, which must be kept).
  *
  * Certificates are X.509 (RFC 5280) with a P-256 key and an ecdsa-with-SHA256 signature (RFC 5758), at most 1024 bytes.
- * On layout 1 the to-be-signed part is at most 416 bytes for the signer and 360 for the device, and at least 256 for an
- * export or a verification, which read its length from a two-byte DER length. On an ATECC the PEM file itself is at
- * most 1024 bytes.
+ * On layout 1 the to-be-signed part is at most 416 bytes for the signer and 360 for the device. On an ATECC the PEM file
+ * itself is at most 1024 bytes.
  */
 
 /* One storage scheme: its operations in the order of the entry points below, null where it has none. */
@@ -346,8 +345,8 @@ int tpm_cert_lock_device_cert(void);
  * Writes the stored certificate to a PEM file, created or replaced. Layout 0 has no export: 14.
  *
  * Layout 1: 0; 2; 5 when the chip gave fewer bytes than a slot holds; 8 when the file cannot be opened or written whole
- * (a null path included); 15 when the stored length is beyond what is stored, which is so for a to-be-signed part below
- * 256 bytes. Before any save this makes a certificate of whatever the slots hold.
+ * (a null path included); 15 when the stored length is beyond what is stored. Before any save this makes a certificate
+ * of whatever the slots hold.
  * Trust X: 0; 2; 3 for a null path; 8.
  */
 int tpm_cert_export_signer_cert(const char *path);

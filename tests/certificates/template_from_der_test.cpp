@@ -1,0 +1,107 @@
+#include <cstring>
+
+#include "certificates/chains.hpp"
+
+namespace ostdrv::test {
+namespace {
+
+class Template : public World {
+ protected:
+    Authority issuer{"Template CA"};
+    Authority subject{"Template Subject"};
+};
+
+TEST_F(Template, FindsThePartsOfEveryShapeOfCertificate) {
+    const Wishes shapes[] = {{.extensions = false},
+                             {.extensions = true},
+                             {.extensions = false, .tbs_size = 256},
+                             {.tbs_size = 416, .r_length = 33, .s_length = 33},
+                             {.tbs_size = 900, .r_length = 31},
+                             {.r_length = 32, .s_length = 31}};
+    for (const Wishes &shape : shapes) {
+        const Bytes der = issuer.issue(subject, shape);
+        const CertificateParts parts = parts_of(der);
+        atcacert_def_t def;
+        std::memset(&def, 0x5A, sizeof def);
+        const atcacert_def_t before = def;
+        ASSERT_EQ(tpm_cert_reconfig_atcacert_def(&def, der.data(), der.size()), 0);
+        EXPECT_EQ(def.tbs_cert_loc.offset, parts.tbs_offset);
+        EXPECT_EQ(def.tbs_cert_loc.count, parts.tbs_size);
+        EXPECT_EQ(def.std_cert_elements[STDCERT_PUBLIC_KEY].offset, parts.key_offset);
+        EXPECT_EQ(def.std_cert_elements[STDCERT_PUBLIC_KEY].count, 64);
+        const auto &signature = def.std_cert_elements[STDCERT_SIGNATURE];
+        EXPECT_EQ(signature.offset, parts.integers_offset - 5);
+        EXPECT_EQ(signature.offset + signature.count, static_cast<int>(der.size()));
+
+        def.tbs_cert_loc = before.tbs_cert_loc;
+        def.std_cert_elements[STDCERT_PUBLIC_KEY] = before.std_cert_elements[STDCERT_PUBLIC_KEY];
+        def.std_cert_elements[STDCERT_SIGNATURE] = before.std_cert_elements[STDCERT_SIGNATURE];
+        EXPECT_EQ(std::memcmp(&def, &before, sizeof def), 0) << "nothing else changes";
+
+        PublicKey from_cert{};
+        PublicKey from_tbs{};
+        EXPECT_EQ(tpm_get_pubkey_from_tbs(der.data(), der.size(), from_cert.data()), 0);
+        EXPECT_EQ(tpm_get_pubkey_from_tbs(der.data() + parts.tbs_offset, parts.tbs_size, from_tbs.data()), 0);
+        EXPECT_EQ(from_cert, subject.public_key());
+        EXPECT_EQ(from_tbs, subject.public_key());
+    }
+}
+
+TEST_F(Template, WhatIsNotThereIsLeftAlone) {
+    const Bytes without_key{0x30, 0x06, 0x02, 0x01, 0x05, 0x02, 0x01, 0x06};
+    PublicKey key;
+    key.fill(0xEE);
+    EXPECT_EQ(tpm_get_pubkey_from_tbs(without_key.data(), without_key.size(), key.data()), 0);
+    EXPECT_EQ(key[0], 0xEE);
+    atcacert_def_t def{};
+    def.std_cert_elements[STDCERT_SIGNATURE] = {77, 7};
+    EXPECT_EQ(tpm_cert_reconfig_atcacert_def(&def, without_key.data(), without_key.size()), 0);
+    EXPECT_EQ(def.tbs_cert_loc.offset, 2);
+    EXPECT_EQ(def.tbs_cert_loc.count, 3);
+    EXPECT_EQ(def.std_cert_elements[STDCERT_SIGNATURE].offset, 77);
+
+    // An EC key of fewer bytes than the last 64 that would be taken: the place lies before the input's start.
+    const Bytes short_key{0x30, 0x12, 0x02, 0x01, 0x05, 0x06, 0x07, 0x2A, 0x86, 0x48,
+                          0xCE, 0x3D, 0x02, 0x01, 0x05, 0x00, 0x03, 0x02, 0x00, 0x04};
+    EXPECT_EQ(tpm_get_pubkey_from_tbs(short_key.data(), short_key.size(), key.data()), 8);
+    EXPECT_EQ(tpm_cert_reconfig_atcacert_def(&def, short_key.data(), short_key.size()), 8);
+    EXPECT_EQ(def.tbs_cert_loc.count, 3) << "a refused certificate changes nothing";
+    EXPECT_EQ(key[0], 0xEE);
+}
+
+TEST_F(Template, CommandAndFilesComeInOrderAndNothingStays) {
+    const Bytes der = issuer.issue(subject);
+    PublicKey key;
+    const auto run = [&] { return tpm_get_pubkey_from_tbs(der.data(), der.size(), key.data()); };
+    const Calls calls = calls_of([&] { EXPECT_EQ(run(), 0); });
+    const Calls starts{"fopen(/tmp/der.tmp.",
+                       "fwrite(",
+                       "fclose(",
+                       "system(/usr/bin/openssl asn1parse -in /tmp/der.tmp.",
+                       "remove(/tmp/der.tmp.",
+                       "fopen(/tmp/asn1decode.tmp."};
+    for (size_t i = 0; i < starts.size(); ++i) EXPECT_TRUE(calls[i].starts_with(starts[i])) << calls[i];
+    EXPECT_TRUE(calls.back().starts_with("remove(/tmp/asn1decode.tmp."));
+    EXPECT_NE(calls[3].find(" -inform DER > /tmp/asn1decode.tmp."), std::string::npos);
+
+    const Remains before = remains();
+    const struct {
+        sim::Fault fault;
+        int status;
+    } cases[] = {{{.name = "fopen", .nth = 1}, 8},
+                 {{.name = "fwrite", .has_result = true, .result = 100}, 8},
+                 {{.name = "fclose", .nth = 1}, 8},
+                 {{.name = "system", .has_result = true, .result = 256}, 9},
+                 {{.name = "fopen", .nth = 2}, 8}};
+    for (const auto &c : cases) {
+        EXPECT_EQ(with_fault(c.fault, run), c.status) << c.fault.name;
+        EXPECT_EQ(remains(), before) << c.fault.name;
+    }
+    const Bytes not_der(50, 0xFF);
+    EXPECT_EQ(tpm_get_pubkey_from_tbs(not_der.data(), not_der.size(), key.data()), 9);
+    EXPECT_EQ(tpm_get_pubkey_from_tbs(not_der.data(), 0, key.data()), 9);
+    EXPECT_EQ(remains(), before);
+}
+
+}  // namespace
+}  // namespace ostdrv::test
