@@ -51,7 +51,8 @@ class Chip {
 
     bool secret(unsigned slot) const { return slot_config(slot) & 0x0080; }
     unsigned write_rule(unsigned slot) const { return slot_config(slot) >> 12; }
-    bool holds_private_key(unsigned slot) const { return (key_config(slot) & 0x001D) == 0x0011; }  // Private, P-256
+    bool for_private_key(unsigned slot) const { return key_config(slot) & 0x0001; }
+    bool for_p256_key(unsigned slot) const { return (key_config(slot) & 0x001D) == 0x0011; }  // Private, KeyType 4
     bool public_key_allowed(unsigned slot) const { return key_config(slot) & 0x0002; }
     bool lockable(unsigned slot) const { return key_config(slot) & 0x0020; }
 

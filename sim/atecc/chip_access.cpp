@@ -1,10 +1,8 @@
 #include "chip_access.hpp"
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "core/board_state.hpp"
-#include "core/crypto.hpp"
 #include "core/fault_plan.hpp"
 
 namespace ostdrv::sim {
@@ -40,15 +38,6 @@ void change_atecc(const std::function<void(AteccState &)> &change) {
     AteccState chip = sound(AteccState::load());
     change(chip);
     written(chip.save());
-}
-
-void place_private_key(AteccState &chip, unsigned slot, std::string_view pem) {
-    const Unseen unseen;
-    const auto key = p256_private_key_from_pem(pem);
-    if (!key) throw std::invalid_argument("not a P-256 private key");
-    const auto place = chip.slot(slot);
-    std::fill(std::copy(key->begin(), key->end(), std::fill_n(place.begin(), 4, std::uint8_t{0})), place.end(),
-              std::uint8_t{0});
 }
 
 UsbEeprom look_into_usb_eeprom() {

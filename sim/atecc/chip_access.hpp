@@ -3,8 +3,8 @@
 #define OSTDRV_SIM_ATECC_CHIP_ACCESS_HPP
 
 #include <functional>
-#include <string_view>
 
+#include "core/crypto.hpp"
 #include "state.hpp"
 #include "usb_eeprom.hpp"
 
@@ -19,8 +19,8 @@ AteccState look_into_atecc();
 // Changes the board's chip, locks and private keys included. Throws as above.
 void change_atecc(const std::function<void(AteccState &)> &change);
 
-// Places a P-256 key in a private-key slot, as if the chip had generated it. Throws when the PEM text holds none.
-void place_private_key(AteccState &chip, unsigned slot, std::string_view pem);
+// Places a P-256 key in a private-key slot, as if the chip had generated it.
+void place_private_key(AteccState &chip, unsigned slot, const PrivateKey &key);
 
 // The same for the USB kit's EEPROM.
 UsbEeprom look_into_usb_eeprom();

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "chip.hpp"
+#include "chip_access.hpp"
 
 namespace ostdrv::sim {
 namespace {
@@ -10,8 +11,14 @@ constexpr std::size_t padding = 4;
 
 }  // namespace
 
+void place_private_key(AteccState &chip, unsigned slot, const PrivateKey &key) {
+    const auto place = chip.slot(slot);
+    std::fill_n(place.begin(), padding, std::uint8_t{0});
+    std::ranges::copy(key, place.begin() + padding);
+}
+
 std::optional<PrivateKey> Chip::private_key(unsigned slot) const {
-    if (!config_locked() || !holds_private_key(slot)) return std::nullopt;
+    if (!config_locked() || !for_p256_key(slot)) return std::nullopt;
     PrivateKey key;
     std::ranges::copy(state_.slot(slot).subspan(padding, key.size()), key.begin());
     return key;
@@ -19,14 +26,12 @@ std::optional<PrivateKey> Chip::private_key(unsigned slot) const {
 
 ATCA_STATUS Chip::generate_key(unsigned slot, PublicKey &key) {
     if (slot >= atecc_slots) return ATCA_BAD_PARAM;
-    if (!config_locked() || slot_locked(slot) || !holds_private_key(slot) || !(write_rule(slot) & 0x2))
+    if (!config_locked() || slot_locked(slot) || !for_p256_key(slot) || !(write_rule(slot) & 0x2))
         return ATCA_EXECUTION_ERROR;
     const auto fresh = p256_generate();
     const auto fresh_public = fresh ? p256_public_key(*fresh) : std::nullopt;
     if (!fresh_public) return ATCA_GEN_FAIL;
-    const auto place = state_.slot(slot);
-    std::fill_n(place.begin(), padding, std::uint8_t{0});
-    std::ranges::copy(*fresh, place.begin() + padding);
+    place_private_key(state_, slot, *fresh);
     key = *fresh_public;
     return ATCA_SUCCESS;
 }

@@ -30,7 +30,7 @@ ATCA_STATUS Chip::zone_size(unsigned zone, unsigned slot, std::size_t &size) {
 bool Chip::readable(unsigned zone, unsigned slot) const {
     if (zone == ATCA_ZONE_CONFIG) return true;
     if (zone == ATCA_ZONE_OTP) return config_locked();
-    return config_locked() && !secret(slot) && !holds_private_key(slot);
+    return config_locked() && !secret(slot) && !for_private_key(slot);
 }
 
 bool Chip::writable(unsigned zone, unsigned slot, std::size_t offset, std::size_t length) const {
@@ -38,8 +38,7 @@ bool Chip::writable(unsigned zone, unsigned slot, std::size_t offset, std::size_
         return !config_locked() && offset >= settings_begin &&
                (offset + length <= settings_end || offset >= options_begin);
     if (zone == ATCA_ZONE_OTP) return config_locked() && !data_locked();
-    return config_locked() && !slot_locked(slot) && !holds_private_key(slot) &&
-           (!data_locked() || write_rule(slot) == 0);
+    return config_locked() && !slot_locked(slot) && !for_private_key(slot) && (!data_locked() || write_rule(slot) == 0);
 }
 
 ATCA_STATUS Chip::read(unsigned zone, unsigned slot, std::size_t offset, std::span<std::uint8_t> bytes) const {

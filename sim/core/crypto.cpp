@@ -1,12 +1,10 @@
 #include "crypto.hpp"
 
-#include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/param_build.h>
-#include <openssl/pem.h>
 
 #include <algorithm>
 #include <memory>
@@ -111,11 +109,6 @@ bool p256_verify(const PublicKey &public_key, const Digest &digest, const Signat
     const Bytes der = signature_to_der(signature);
     return context && EVP_PKEY_verify_init(context.get()) == 1 &&
            EVP_PKEY_verify(context.get(), der.data(), der.size(), digest.data(), digest.size()) == 1;
-}
-
-std::optional<PrivateKey> p256_private_key_from_pem(std::string_view pem) {
-    const Owned<BIO, BIO_free> text(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-    return private_number(Key(text ? PEM_read_bio_PrivateKey(text.get(), nullptr, nullptr, nullptr) : nullptr));
 }
 
 std::string base64_encode(ByteView bytes) {

@@ -30,8 +30,6 @@ std::optional<PublicKey> p256_public_key(const PrivateKey &key);
 std::optional<Signature> p256_sign(const PrivateKey &key, const Digest &digest);
 // False also for a key that is no point of the curve.
 bool p256_verify(const PublicKey &key, const Digest &digest, const Signature &signature);
-// The key of a PEM text as `openssl ecparam -genkey` or `openssl genpkey` writes it.
-std::optional<PrivateKey> p256_private_key_from_pem(std::string_view pem);
 
 // One unbroken run of text.
 std::string base64_encode(ByteView bytes);
