@@ -32,6 +32,12 @@ AteccState look_into_atecc() {
     return sound(AteccState::load());
 }
 
+Bytes look_into_slot(unsigned slot) {
+    AteccState chip = look_into_atecc();
+    const auto bytes = chip.slot(slot);
+    return {bytes.begin(), bytes.end()};
+}
+
 void change_atecc(const std::function<void(AteccState &)> &change) {
     const Unseen unseen;
     const StateLock lock;

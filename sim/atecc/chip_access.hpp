@@ -15,6 +15,7 @@ bool replace_atecc(AteccModel model);
 
 // The board's chip as it is; one is made when there is none. Throws when its file is damaged.
 AteccState look_into_atecc();
+Bytes look_into_slot(unsigned slot);
 
 // Changes the board's chip, locks and private keys included. Throws as above.
 void change_atecc(const std::function<void(AteccState &)> &change);

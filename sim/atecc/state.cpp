@@ -78,7 +78,7 @@ bool AteccState::save() const {
     return seal(state_file(), tag, bytes);
 }
 
-std::span<std::uint8_t> AteccState::slot(unsigned number) {
+std::span<std::uint8_t> AteccState::slot(unsigned number) & {
     std::size_t offset = 0;
     for (unsigned before = 0; before < number; ++before) offset += atecc_slot_size(before);
     return std::span<std::uint8_t>(data).subspan(offset, atecc_slot_size(number));
