@@ -1,16 +1,42 @@
-# The platform's own libraries on a device. Every name and place can be overridden on the command line.
+# The platform's own libraries on a device. For each of ATECC, TRUSTX and KSET these can be set on the command line:
+#
+#   OSTDRV_<one>_NAME          name of the library, without "lib" and ".so"
+#   OSTDRV_<one>_LIBRARY       the library's file, when it should not be searched for
+#   OSTDRV_<one>_INCLUDE_DIR   the directory of its header
+#
+# The installed package includes this file too: who links against libostdrv.so has the same platform to find.
 
 function(ostdrv_platform_library target library header)
   string(TOUPPER ${target} prefix)
   set(OSTDRV_${prefix}_NAME ${library} CACHE STRING "Name of the platform library behind ${header}")
-  find_path(OSTDRV_${prefix}_INCLUDE_DIR ${header} PATH_SUFFIXES ${library} cryptoauthlib REQUIRED)
-  find_library(OSTDRV_${prefix}_LIBRARY ${OSTDRV_${prefix}_NAME} REQUIRED)
-  add_library(ostdrv_platform_${target} UNKNOWN IMPORTED GLOBAL)
+  find_path(OSTDRV_${prefix}_INCLUDE_DIR ${header} PATH_SUFFIXES ${OSTDRV_${prefix}_NAME} cryptoauthlib
+            DOC "Directory of ${header}")
+  if(OSTDRV_PLATFORM_HEADERS_ONLY)
+    set(needed INCLUDE_DIR)
+    add_library(ostdrv_platform_${target} INTERFACE IMPORTED GLOBAL)
+  else()
+    set(needed INCLUDE_DIR LIBRARY)
+    find_library(OSTDRV_${prefix}_LIBRARY NAMES ${OSTDRV_${prefix}_NAME} DOC "Platform library behind ${header}")
+    add_library(ostdrv_platform_${target} UNKNOWN IMPORTED GLOBAL)
+    set_target_properties(ostdrv_platform_${target} PROPERTIES IMPORTED_LOCATION "${OSTDRV_${prefix}_LIBRARY}")
+  endif()
+  foreach(what IN LISTS needed)
+    if(NOT OSTDRV_${prefix}_${what})
+      set_property(GLOBAL APPEND PROPERTY ostdrv_platform_missing OSTDRV_${prefix}_${what})
+    endif()
+  endforeach()
   set_target_properties(ostdrv_platform_${target} PROPERTIES
-    IMPORTED_LOCATION ${OSTDRV_${prefix}_LIBRARY}
-    INTERFACE_INCLUDE_DIRECTORIES ${OSTDRV_${prefix}_INCLUDE_DIR})
+    INTERFACE_INCLUDE_DIRECTORIES "${OSTDRV_${prefix}_INCLUDE_DIR}")
 endfunction()
 
-ostdrv_platform_library(atecc cryptoauth cryptoauthlib.h)
-ostdrv_platform_library(trustx trustx trustx.h)
-ostdrv_platform_library(kset kset kset.h)
+if(NOT TARGET ostdrv_platform_atecc)
+  ostdrv_platform_library(atecc cryptoauth cryptoauthlib.h)
+  ostdrv_platform_library(trustx trustx trustx.h)
+  ostdrv_platform_library(kset kset kset.h)
+endif()
+
+get_property(ostdrv_platform_missing GLOBAL PROPERTY ostdrv_platform_missing)
+if(ostdrv_platform_missing)
+  list(JOIN ostdrv_platform_missing ", " ostdrv_platform_missing)
+  set(ostdrv_platform_missing "the platform's headers or libraries were not found; set ${ostdrv_platform_missing}")
+endif()

@@ -37,6 +37,10 @@ endfunction()
 function(ostdrv_freestanding_cxx target)
   target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
                                            -fno-threadsafe-statics> -fstack-protector-strong -fstack-clash-protection)
+  if(OSTDRV_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
+    target_link_options(${target} PRIVATE --coverage)
+  endif()
   if(NOT OSTDRV_SANITIZE)
     target_compile_options(${target} PRIVATE
       $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)

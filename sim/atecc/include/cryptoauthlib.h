@@ -36,21 +36,25 @@ enum { ATCA_ZONE_CONFIG = 0, ATCA_ZONE_OTP = 1, ATCA_ZONE_DATA = 2 };
 enum { LOCK_ZONE_CONFIG = 0, LOCK_ZONE_DATA = 1 };
 
 typedef struct {
+    uint8_t slave_address; /* 8-bit form: the bus address shifted left by one */
+    uint8_t bus;
+    uint32_t baud;
+} ATCAI2cCfg;
+
+typedef struct {
+    int idx;
+    uint32_t vid;
+    uint32_t pid;
+    uint32_t packetsize;
+    uint8_t guid[16];
+} ATCAHidCfg;
+
+typedef struct {
     ATCAIfaceType iface_type;
     ATCADeviceType devtype;
     union {
-        struct {
-            uint8_t slave_address; /* 8-bit form: the bus address shifted left by one */
-            uint8_t bus;
-            uint32_t baud;
-        } atcai2c;
-        struct {
-            int idx;
-            uint32_t vid;
-            uint32_t pid;
-            uint32_t packetsize;
-            uint8_t guid[16];
-        } atcahid;
+        ATCAI2cCfg atcai2c;
+        ATCAHidCfg atcahid;
         uint64_t reserved[8];
     };
     uint16_t wake_delay; /* microseconds */
