@@ -12,7 +12,7 @@
 
 namespace ostdrv::tool {
 
-enum ExitStatus { done = 0, failed = 1, bad_usage = 2, not_verified = 3 };
+enum ExitStatus : int { done = 0, failed = 1, bad_usage = 2, not_verified = 3 };
 
 // Ends the command: the text goes to standard error behind the program's name.
 class Error : public std::runtime_error {
