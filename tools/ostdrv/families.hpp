@@ -1,9 +1,19 @@
-// One function per family of commands, each in the file of its name.
+// One function per family of commands.
 #ifndef OSTDRV_TOOLS_FAMILIES_HPP
 #define OSTDRV_TOOLS_FAMILIES_HPP
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 
-namespace ostdrv::tool {}  // namespace ostdrv::tool
+namespace ostdrv::tool {
+
+void add_info(CLI::App &app);
+void add_provision(CLI::App &app);
+void add_key(CLI::App &app);
+void add_serial(CLI::App &app);
+void add_csr(CLI::App &app);
+void add_cert(CLI::App &app);
+void add_slot(CLI::App &app);
+
+}  // namespace ostdrv::tool
 
 #endif

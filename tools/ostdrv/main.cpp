@@ -7,5 +7,12 @@ int main(int argc, char **argv) {
                  "ostdrv");
     app.require_subcommand(1);
     app.footer("Exit status: 0 done, 1 the operation failed, 2 bad usage, 3 not verified.");
+    add_info(app);
+    add_provision(app);
+    add_key(app);
+    add_serial(app);
+    add_csr(app);
+    add_cert(app);
+    add_slot(app);
     return run(app, argc, argv);
 }
