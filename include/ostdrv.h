@@ -97,11 +97,186 @@ int x_sysfs_contains(const char *path, const char *word);
 
 /* ---- Sensor-module EEPROM: regions ------------------------------------------------------------------------------ */
 
+/*
+ * The sensor module's EEPROM is one file of the kernel, named by every store operation below. Bytes 0 to 255 are the
+ * header region, the rest the calibration region; what is inside a region is the platform's settings store's affair,
+ * which moves its image with these four functions. Every transfer starts at its region's first byte.
+ *
+ * They work on the file of the latest store operation: its path is kept as a pointer, never reset, and read again at
+ * every call here, so it must still be valid then. Before any operation they print "EEPROM sysfs path not set" (no line
+ * end) and return -1.
+ *
+ * Messages of all sensor EEPROM functions go to standard output. All four return 0 or -1 and open and close the file
+ * themselves.
+ */
+
+/*
+ * Read length bytes from file offset 0 (at most 256) or from offset 256 into buffer, which stays untouched by a
+ * failure. A file that ends earlier, but not at a border of 4096 bytes of the transfer, counts as read: the missing
+ * bytes are zero, and the newline rule of x_sysfs_read_bytes applies.
+ *
+ * eeprom_header_read prints "Invalid len to read [length] > [256]" (no line end) before it opens anything, and "Failed
+ * to read [length] bytes from offset [0] device [path]" with CR and LF. eeprom_calib_read is silent about a failed
+ * read; it needs a temporary buffer of length bytes from kos_mem_alloc and prints "Memory buffer allocation failed" (no
+ * line end) without one.
+ */
+int eeprom_header_read(void *buffer, unsigned int length);
+int eeprom_calib_read(void *buffer, unsigned int length);
+
+/*
+ * Write length bytes at file offset 0 (at most 256) or at offset 256 and touch nothing else. A failure may leave a part
+ * written and prints "Failed to write [length] bytes to offset [0 or 256] device [path]" with CR and LF; the header
+ * function prints "Invalid len to write [length] > [256]" (no line end) before it opens anything.
+ */
+int eeprom_header_write(const void *buffer, unsigned int length);
+int eeprom_calib_write(const void *buffer, unsigned int length);
+
 /* ---- Sensor-module EEPROM: payload ------------------------------------------------------------------------------ */
+
+/* Codes that the store operations leave in *status. */
+enum {
+    X_SENSOR_EEPROM_OK = 0,
+    X_SENSOR_EEPROM_ERR_FIELD_TYPE = 3, /* a header field of unknown kind */
+    X_SENSOR_EEPROM_ERR_EMPTY = 4,      /* a setting read back is empty text, or bytes that are all 0 */
+    X_SENSOR_EEPROM_ERR_DEVICE = 11,    /* the EEPROM file is missing, or its size cannot be obtained */
+    X_SENSOR_EEPROM_ERR_READ = 12,      /* a region could not be read, or what was read does not fit the payload */
+    X_SENSOR_EEPROM_ERR_WRITE = 13,     /* a region could not be written */
+    X_SENSOR_EEPROM_ERR_TOO_LARGE = 14, /* the tables are larger than the EEPROM */
+    X_SENSOR_EEPROM_ERR_PAYLOAD = 15,   /* the payload is missing or invalid */
+    X_SENSOR_EEPROM_ERR_HASH = 17,      /* the stored digest is another one */
+    X_SENSOR_EEPROM_ERR_VERSION = 18    /* the stored header_version is not "s5l" */
+};
+
+enum { X_SENSOR_EEPROM_TABLES = 20, X_SENSOR_EEPROM_TABLE_CAPACITY = 12288 };
+
+/* Indexes of the header texts in a payload; index 0 is never read or written. */
+enum {
+    X_SENSOR_EEPROM_HEADER_SENSOR = 1,
+    X_SENSOR_EEPROM_HEADER_VERSION = 2,
+    X_SENSOR_EEPROM_HEADER_LENS = 3,
+    X_SENSOR_EEPROM_HEADER_SN = 4
+};
+
+typedef struct x_sensor_eeprom_table {
+    char name[64];     /* at most 63 characters and a NUL; empty: the slot holds no table */
+    uint8_t *data;     /* the table's bytes */
+    uint32_t capacity; /* size of data in bytes */
+    int32_t length;    /* bytes of data in use */
+} x_sensor_eeprom_table;
+
+/*
+ * What the EEPROM holds. An application names the slots of the tables that it stores or loads. A table's place in the
+ * EEPROM follows from its slot, not from its name or its neighbours, so it stays in one slot for good.
+ */
+typedef struct x_sensor_eeprom_payload {
+    char header[5][32];                                   /* texts of at most 31 characters and a NUL */
+    uint8_t hash[16];                                     /* MD5 of the tables' bytes in slot order */
+    x_sensor_eeprom_table tables[X_SENSOR_EEPROM_TABLES]; /* the table slots */
+} x_sensor_eeprom_payload;
+
+/*
+ * Makes a payload of 20 unnamed slots, each with a buffer of 12288 bytes, capacity 12288 and length 0. Header texts,
+ * hash and the name bytes after the first are not initialised. The caller releases it with
+ * x_sensor_eeprom_payload_free. Returns null, with nothing left allocated, when the platform's memory runs out.
+ */
+x_sensor_eeprom_payload *x_sensor_eeprom_payload_init(void);
+
+/*
+ * Releases a payload, and with kos_mem_free the data of each slot, named or not, whose capacity lies within 1 to 12288.
+ * A slot with an application's own buffer keeps it: set such a slot's capacity to 0 first, or have it above 12288. Null
+ * is ignored.
+ */
+void x_sensor_eeprom_payload_free(x_sensor_eeprom_payload *payload);
 
 /* ---- MD5 -------------------------------------------------------------------------------------------------------- */
 
+/* MD5 as RFC 1321 defines it, in pieces. A context is the caller's, valid from init to finalise; nothing is allocated. */
+
+typedef struct x_sensor_eeprom_md5_ctx {
+    uint32_t state[4];  /* the chaining values */
+    uint32_t count[2];  /* message bits so far, modulo 2 to the 64th, low word first */
+    uint8_t buffer[64]; /* input that does not fill a block yet */
+} x_sensor_eeprom_md5_ctx;
+
+/* Starts a message. The context's buffer is left as it is. */
+void x_sensor_eeprom_md5_init(x_sensor_eeprom_md5_ctx *ctx);
+
+/* Adds length bytes of any alignment, which pass through the context's buffer. A length of 0 changes nothing. */
+void x_sensor_eeprom_md5_update(x_sensor_eeprom_md5_ctx *ctx, const void *data, unsigned int length);
+
+/* Ends the message: stores the digest's 16 raw bytes, and sets every byte of the context to 0. */
+void x_sensor_eeprom_md5_finalise(x_sensor_eeprom_md5_ctx *ctx, unsigned char *digest);
+
 /* ---- Sensor-module EEPROM: store, load, check, erase ------------------------------------------------------------ */
+
+/*
+ * Operations on the EEPROM behind path. Each returns 0 or -1 and stores an X_SENSOR_EEPROM_ code through status, which
+ * must not be null. They block for as long as the EEPROM takes, use the platform's process-wide settings store, which
+ * nobody else may have open meanwhile, and close it before they return; only after a failed write (13) it stays open
+ * until the next operation opens it anew. They keep the path pointer for the region functions above.
+ *
+ * path must exist (11 if not). A payload other than that of x_sensor_eeprom_store is not checked: it must be valid.
+ *
+ * An interrupted or damaged image is a failed read (12), never data. The tables can simply be stored again; a header
+ * that cannot be read is not overwritten either, so erase the EEPROM with x_sensor_eeprom_reset first. The device's
+ * settings store is the platform's own: these last promises are those of the one that comes with this library.
+ */
+
+/*
+ * Stores every named table, reads all back, and then stores the header with the digest of what was read. It replaces
+ * the lengths and data of the payload's named slots with what was read back, and hash with the new digest. Without
+ * named slots the digest is that of the empty message.
+ *
+ * 15, with nothing opened or printed: payload is null, its header_version (header[2]) is not exactly "s5l", or a named
+ * slot has no data, a length of 0 or less or a capacity of 0. length is not compared with capacity here: data must hold
+ * length bytes. 14, with nothing written: the lengths add up to more than the size of the file. 13: the tables, or
+ * after them the header, could not be written, also because their image is larger than the region; a length above
+ * 12288 ends so, with nothing written. 12: the read-back failed, among other things because a table is all zeros or
+ * longer than capacity, or the header region could not be read.
+ *
+ * Once the tables are written, a failure leaves them there beside the old header, with the digest of the tables before
+ * them. A failed read-back leaves the slots partly refilled and hash unchanged.
+ *
+ * Prints a line for every setting it makes and for every stage.
+ */
+int x_sensor_eeprom_store(const char *path, x_sensor_eeprom_payload *payload, int *status);
+
+/*
+ * Stores header[1] to header[4], as they stand, and hash. 12: the header region could not be read before. 13: it could
+ * not be written, or a text has no NUL within its 32 bytes.
+ */
+int x_sensor_eeprom_store_header(const char *path, const x_sensor_eeprom_payload *payload, int *status);
+
+/*
+ * Loads the named tables: each gets its stored size as length and that many bytes in data; one that was never stored
+ * gets length 0. Header texts and hash are not touched and no digest is compared.
+ *
+ * 11 only when the file is missing or has no size; every other failure is 12. Slots may be partly refilled then. A
+ * stored size that is negative, above the slot's capacity or meant for a slot without data is such a failure; that
+ * slot's length becomes 0 and nothing is copied into any slot.
+ */
+int x_sensor_eeprom_load(const char *path, x_sensor_eeprom_payload *payload, int *status);
+
+/*
+ * Loads header[1] to header[4], each up to 31 characters and a NUL, and hash. 12: the header region could not be read.
+ * 4: a text is empty or the digest all zero, as in an erased EEPROM. The payload is untouched then.
+ */
+int x_sensor_eeprom_load_header(const char *path, x_sensor_eeprom_payload *payload, int *status);
+
+/*
+ * Asks cheaply, from the header region alone, whether the EEPROM still holds the tables of a digest of 16 bytes that
+ * the caller has kept. 0: it does. 17: the digest is another one. 18: header_version is not "s5l". 12 and 4 as in
+ * x_sensor_eeprom_load_header. Prints both digests as raw bytes, up to their first zero byte.
+ */
+int x_sensor_eeprom_check_header(const char *path, const unsigned char *cached_md5, int *status);
+
+/*
+ * Erases: writes 0xFF over the whole file. What it held is lost for good.
+ *
+ * Prints the size. -1 with status 11 when the file is missing or has no size; -1 with status 0 when the platform's
+ * memory does not suffice for a buffer of that size, with nothing written, or the write failed, with a part written.
+ */
+int x_sensor_eeprom_reset(const char *path, int *status);
 
 /* ---- Secure element: detection and start-up --------------------------------------------------------------------- */
 

@@ -130,6 +130,9 @@ std::vector<std::string> log(unsigned kinds) {
 Unseen::Unseen() { ++unseen_depth; }
 Unseen::~Unseen() { --unseen_depth; }
 
+Uncovered::Uncovered() { --unseen_depth; }
+Uncovered::~Uncovered() { ++unseen_depth; }
+
 Call::Call(CallKind kind, const char *name) {
     if (unseen_depth == 1 && fault_plan::active) decide(kind, name, {});
 }

@@ -60,6 +60,16 @@ class Unseen {
     Unseen &operator=(const Unseen &) = delete;
 };
 
+// While one is alive, the innermost Unseen or Call of this thread covers nothing: for a stand-in that calls back into
+// the code under test, whose calls count like all others.
+class Uncovered {
+ public:
+    Uncovered();
+    ~Uncovered();
+    Uncovered(const Uncovered &) = delete;
+    Uncovered &operator=(const Uncovered &) = delete;
+};
+
 // Placed first in an intercepted function. The arguments are formatted only when the call is logged.
 class Call {
  public:
