@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -62,32 +61,65 @@ struct RoundI {
     static uint32_t add(uint32_t sum, uint32_t b, uint32_t c, uint32_t d) { return sum + (c ^ (b | ~d)); }
 };
 
+struct State {
+    uint32_t a, b, c, d;
+};
+
 template <typename Round, int step>
-void take_step(uint32_t *v, const uint8_t *block, uint32_t sine) {
-    uint32_t &a = v[(64 - step) % 4];
-    const uint32_t b = v[(65 - step) % 4], c = v[(66 - step) % 4], d = v[(67 - step) % 4];
+State after_step(State v, const uint8_t *block, uint32_t sine) {
     const uint32_t word = load_le32(block + 4 * ((Round::first + Round::stride * step) % 16));
-    a = b + std::rotl(Round::add(a + word + sine, b, c, d), Round::shifts[step % 4]);
+    return {v.d, v.b + std::rotl(Round::add(v.a + word + sine, v.b, v.c, v.d), Round::shifts[step % 4]), v.b, v.c};
 }
 
 template <typename Round, int number>
-void take_round(uint32_t *v, const uint8_t *block) {
+State after_round(State v, const uint8_t *block) {
     [&]<int... step>(std::integer_sequence<int, step...>) {
-        (take_step<Round, step>(v, block, sines[number * steps_per_round + step]), ...);
+        ((v = after_step<Round, step>(v, block, sines[number * steps_per_round + step])), ...);
     }
     (std::make_integer_sequence<int, steps_per_round>{});
+    return v;
 }
 
-void x_sensor_eeprom_md5_transform(uint32_t *state, const uint8_t *block) {
-    uint32_t v[4] = {state[0], state[1], state[2], state[3]};
-    take_round<RoundF, 0>(v, block);
-    take_round<RoundG, 1>(v, block);
-    take_round<RoundH, 2>(v, block);
-    take_round<RoundI, 3>(v, block);
-    for (int i = 0; i < 4; ++i) state[i] += v[i];
+void x_sensor_eeprom_md5_transform(State &state, const uint8_t *block) {
+    State v = after_round<RoundF, 0>(state, block);
+    v = after_round<RoundG, 1>(v, block);
+    v = after_round<RoundH, 2>(v, block);
+    v = after_round<RoundI, 3>(v, block);
+    state = {state.a + v.a, state.b + v.b, state.c + v.c, state.d + v.d};
 }
 
 unsigned int waiting(const x_sensor_eeprom_md5_ctx *ctx) { return ctx->count[0] / 8 % block_size; }
+
+void put_state(x_sensor_eeprom_md5_ctx *ctx, const State &state) {
+    ctx->state[0] = state.a;
+    ctx->state[1] = state.b;
+    ctx->state[2] = state.c;
+    ctx->state[3] = state.d;
+}
+
+// Passes input through the buffer, of which `filled` bytes are waiting. The chaining values stay in registers from
+// block to block: on their way through memory each block would wait for them.
+void absorb(x_sensor_eeprom_md5_ctx *ctx, unsigned int filled, const uint8_t *bytes, unsigned int length) {
+    const unsigned int missing = block_size - filled;
+    if (length < missing) {
+        memcpy(ctx->buffer + filled, bytes, length);
+        return;
+    }
+    memcpy(ctx->buffer + filled, bytes, missing);
+    bytes += missing;
+    length -= missing;
+
+    State state = {ctx->state[0], ctx->state[1], ctx->state[2], ctx->state[3]};
+    for (;;) {
+        x_sensor_eeprom_md5_transform(state, ctx->buffer);
+        if (length < block_size) break;
+        memcpy(ctx->buffer, bytes, block_size);
+        bytes += block_size;
+        length -= block_size;
+    }
+    put_state(ctx, state);
+    memcpy(ctx->buffer, bytes, length);
+}
 
 void add_to_count(x_sensor_eeprom_md5_ctx *ctx, unsigned int length) {
     const uint32_t bits = length << 3;
@@ -98,42 +130,24 @@ void add_to_count(x_sensor_eeprom_md5_ctx *ctx, unsigned int length) {
 }  // namespace
 
 void x_sensor_eeprom_md5_init(x_sensor_eeprom_md5_ctx *ctx) {
-    ctx->state[0] = 0x67452301;
-    ctx->state[1] = 0xefcdab89;
-    ctx->state[2] = 0x98badcfe;
-    ctx->state[3] = 0x10325476;
+    put_state(ctx, {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476});
     ctx->count[0] = ctx->count[1] = 0;
 }
 
 void x_sensor_eeprom_md5_update(x_sensor_eeprom_md5_ctx *ctx, const void *data, unsigned int length) {
     if (length == 0) return;
-    const uint8_t *bytes = static_cast<const uint8_t *>(data);
-    unsigned int filled = waiting(ctx);
+    const unsigned int filled = waiting(ctx);
     add_to_count(ctx, length);
-
-    while (length >= block_size - filled) {
-        const unsigned int missing = block_size - filled;
-        memcpy(ctx->buffer + filled, bytes, missing);
-        x_sensor_eeprom_md5_transform(ctx->state, ctx->buffer);
-        bytes += missing;
-        length -= missing;
-        filled = 0;
-    }
-    memcpy(ctx->buffer + filled, bytes, length);
+    absorb(ctx, filled, static_cast<const uint8_t *>(data), length);
 }
 
 void x_sensor_eeprom_md5_finalise(x_sensor_eeprom_md5_ctx *ctx, unsigned char *digest) {
-    unsigned int filled = waiting(ctx);
-    ctx->buffer[filled++] = 0x80;
-    if (filled > length_at) {
-        memset(ctx->buffer + filled, 0, block_size - filled);
-        x_sensor_eeprom_md5_transform(ctx->state, ctx->buffer);
-        filled = 0;
-    }
-    memset(ctx->buffer + filled, 0, length_at - filled);
-    store_le32(ctx->buffer + length_at, ctx->count[0]);
-    store_le32(ctx->buffer + length_at + 4, ctx->count[1]);
-    x_sensor_eeprom_md5_transform(ctx->state, ctx->buffer);
+    const unsigned int filled = waiting(ctx);
+    const unsigned int length = (filled < length_at ? length_at : length_at + block_size) - filled;
+    uint8_t padding[block_size + 8] = {0x80};
+    store_le32(padding + length, ctx->count[0]);
+    store_le32(padding + length + 4, ctx->count[1]);
+    absorb(ctx, filled, padding, length + 8);
 
     for (int i = 0; i < 4; ++i) store_le32(digest + 4 * i, ctx->state[i]);
     explicit_bzero(ctx, sizeof *ctx);
