@@ -25,6 +25,13 @@
 #pragma GCC visibility push(default)
 #endif
 
+/* Lets the compiler check formats against their arguments. */
+#ifdef __GNUC__
+#define OSTDRV_PRINTF(text, arguments) __attribute__((format(printf, text, arguments)))
+#else
+#define OSTDRV_PRINTF(text, arguments)
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -87,13 +94,246 @@ int x_sysfs_contains(const char *path, const char *word);
 
 /* ---- Shell commands --------------------------------------------------------------------------------------------- */
 
+/*
+ * Commands run through system and popen, so by the standard shell, on the caller's thread. Formats are printf's; the
+ * formatted text goes to the shell as it is, so quote what comes from outside. A text that does not fit is cut at the
+ * limit given, and the cut command is run. When the environment variable X_SHELL_DEBUG is set, to whatever value, each
+ * command is printed to standard output before it runs; the variable is read at every call.
+ */
+
+/*
+ * Runs "(" + text + suffix. The suffix closes the group, so it begins with ")"; it has at most 1023 characters, and the
+ * text is cut to 1023 less the suffix's length. Returns what system returns: a wait status, or -1 when no shell could
+ * be started; -1 also, with nothing run, for a longer suffix or a format that cannot be filled in.
+ *
+ * With X_SHELL_DEBUG: "Shell command: '%s'\n".
+ */
+int x_shell(const char *suffix, const char *format, va_list args) OSTDRV_PRINTF(2, 0);
+
+/* Runs a command of at most 1005 characters, its output thrown away, and waits for its end. Result as x_shell. */
+int x_shell_exec(const char *format, ...) OSTDRV_PRINTF(1, 2);
+
+/*
+ * The same in the background, for at most 1003 characters: returns as soon as the shell has started the command, whose
+ * own result is lost.
+ */
+int x_shell_exec_background(const char *format, ...) OSTDRV_PRINTF(1, 2);
+
+/*
+ * Starts a command of at most 1018 characters, without a group around it, and returns a stream to read its output from.
+ * " 2>&1" is put behind the text, so of several commands only the last has its errors in the stream. The caller closes
+ * the stream with pclose. Null when the command cannot be started or the format cannot be filled in.
+ *
+ * With X_SHELL_DEBUG: "Shell popen command: '%s'\n".
+ */
+FILE *x_shell_popen(const char *format, ...) OSTDRV_PRINTF(1, 2);
+
+/*
+ * The id of the process with exactly this name, as pgrep -x compares it (a regular expression, against the first 15
+ * characters of a command's name); of several the one that pgrep prints last. Processes whose name contains "pgrep"
+ * are not found. The name stands in double quotes in a shell command: do not pass on one from outside.
+ *
+ * -1 when there is none, pgrep cannot be run, or the name has more than 243 characters (nothing is run then).
+ */
+int x_shell_get_process_pid(const char *name);
+
+/*
+ * Blocks, without a time limit, until a process of this name is there (state 1) or no longer there (state 0): asks at
+ * once and then every 250 ms. Any other state returns at once, without asking. A name that x_shell_get_process_pid
+ * refuses counts as not there.
+ */
+void x_shell_wait_process(const char *name, int state);
+
 /* ---- GPIO lines ------------------------------------------------------------------------------------------------- */
+
+/*
+ * Lines of the kernel's sysfs GPIO class (Documentation/admin-guide/gpio/sysfs.rst), by kernel GPIO number.
+ *
+ * Every function exports the line first, so nobody has to. Lines stay exported, and their settings stay in the kernel,
+ * after the call and after the process. Each call opens an attribute, makes one transfer and closes it; no call waits
+ * for attributes to appear or to become accessible after an export.
+ *
+ * All return 0, or -1 when the line cannot be exported or an attribute cannot be opened, read or written;
+ * out-parameters are stored only on success. Values are logical: the kernel inverts them on an active-low line.
+ */
+
+/* Makes the line's directory exist. Writes nothing when it does already. */
+int x_gpio_util_export(int gpio);
+
+/* Stores 0 for an input, 1 for an output. */
+int x_gpio_util_get_direction(int gpio, int *direction);
+
+/*
+ * 0 makes the line an input, any other value an output, which then drives low. Nothing is written when the line has
+ * that direction already; for an output this is known of the value 1 only, so other values drive the line low again.
+ */
+int x_gpio_util_direction(int gpio, int direction);
+
+/* Stores 1 when the line reads 1, else 0. The direction is left as it is. */
+int x_gpio_util_get(int gpio, int *value);
+
+/* Makes the line an output, unless it is one, and drives it: 0 writes 0, any other value 1. */
+int x_gpio_util_set(int gpio, int value);
+
+/*
+ * Selects the edge that wakes a waiting reader: 0 falling, 1 rising, 2 both. Any other code is -1, before the line is
+ * exported. Nothing here switches detection off again.
+ */
+int x_gpio_util_edge(int gpio, unsigned int edge);
+
+/* Stores the edge selected: 0 falling, 1 rising, 2 both, 3 for none and anything else. */
+int x_gpio_util_get_edge(int gpio, int *edge);
+
+/* Stores 1 when the line is active low, else 0. */
+int x_gpio_util_get_active_low(int gpio, int *active_low);
+
+/* 0 makes the line active high, any other value active low. */
+int x_gpio_util_active_low(int gpio, int active_low);
 
 /* ---- Waiting for edges on GPIO lines ---------------------------------------------------------------------------- */
 
+/*
+ * An edge selected with x_gpio_util_edge makes the line's value attribute report POLLPRI to poll until it is read from
+ * its start. The functions below read it once before they wait, so an edge before that read is not reported, and once
+ * after an edge. Timeouts are milliseconds, handed to poll as they are: 0 only looks, a negative one waits without
+ * limit.
+ *
+ * Several lines are prepared once, waited on as often as needed, and released. The entries belong to the caller and
+ * hold the open descriptors; one thread at a time may wait on them.
+ */
+
+/* One line of a wait on several: 20 bytes. */
+typedef struct x_gpio_poll_entry {
+    int gpio;  /* kernel GPIO number, set by the caller */
+    int edge;  /* 0 falling, 1 rising, 2 both, set by the caller */
+    int value; /* the line's value, 0 or 1, read after its edge was seen */
+    int fired; /* set to 1 when an edge was seen and the value read; only the caller sets it back to 0 */
+    int fd;    /* open value attribute, or -1; set by set-up and clean-up */
+} x_gpio_poll_entry;
+
+/*
+ * Makes a line an input, selects the edge and waits for it. Blocks for at most timeout milliseconds.
+ *
+ * Returns 0 with the line's value stored when the edge was seen; 1 when it was not, also when poll failed (a signal
+ * that arrived, for one); -1 when the line could not be prepared or read. poll reporting something else than an edge
+ * prints "revents %x\n" and is -1. An edge code above 2 is -1 after the line was exported and made an input. *value is
+ * stored only when 0 is returned. The line stays an input armed for the edge.
+ */
+int x_gpio_util_poll(int gpio, unsigned int edge, int timeout, int *value);
+
+/*
+ * Makes up to 16 lines inputs, selects their edges, and opens them for waiting. Only gpio and edge of the entries need
+ * to be set.
+ *
+ * Returns 0 with an open descriptor in every entry, to be released with x_gpio_poll_multiple_cleanup; 0, doing nothing,
+ * for a count of 0 or less. -1 for null entries or more than 16, untouched; -1 when a line cannot be configured, with
+ * no fd touched; -1 when one cannot be opened or read, with every fd -1. Lines configured before a failure stay so.
+ */
+int x_gpio_util_poll_multiple_setup(x_gpio_poll_entry *entries, int count);
+
+/*
+ * Waits until at least one of the lines has had its edge. Blocks for at most timeout milliseconds, with a count of 0
+ * for exactly that. Every line that fired gets fired 1 and its value; the other entries are left as they are.
+ *
+ * Returns 0 when poll reported a line; 1 when it did not or failed, with every entry unchanged; -1 for null entries, a
+ * negative count or one above 16, before anything is touched.
+ */
+int x_gpio_util_poll_multiple(x_gpio_poll_entry *entries, int count, int timeout);
+
+/*
+ * Closes the descriptors that are not -1 and sets them to -1; a second call does nothing. The entries must not be null
+ * when the count is above 0. Lines stay exported, inputs and armed.
+ */
+void x_gpio_poll_multiple_cleanup(x_gpio_poll_entry *entries, int count);
+
 /* ---- Analog inputs and temperatures ----------------------------------------------------------------------------- */
 
+/*
+ * Raw samples come from the kernel's industrial-I/O attributes (Documentation/ABI/testing/sysfs-bus-iio), which the
+ * system makes reachable below /var/tmp/adc: channel N is the decimal text in /var/tmp/adc/in_voltageN_raw.
+ *
+ * A read that fails or finds an empty attribute prints a line with perror("read"); a missing attribute prints nothing.
+ */
+
+/*
+ * One sample of a channel, in counts. -1 when the attribute cannot be opened or read or does not begin with a number;
+ * a raw reading of -1 looks the same.
+ */
+int adc_read_impl(int channel);
+
+/*
+ * A sample taken after the input has settled: samples once and drops the result, blocks for 100 ms, and returns a
+ * second sample as adc_read_impl does.
+ */
+int adc_read(int channel);
+
+/*
+ * Temperature in degrees Celsius of an NTC thermistor in the lower leg of a divider on the ADC's reference, by the Beta
+ * equation around 25 degrees. r_nominal is the thermistor's resistance at 25 degrees and r_series the fixed resistor
+ * in the upper leg, both in ohms; beta is in kelvin, adc_full_scale in counts. Takes one sample, without settling.
+ *
+ * Returns 0, or -1 when no sample could be had, with *temp unchanged. Nothing is checked for range: a reading of 0 or
+ * of full scale stores -273.15, one above full scale NaN, and both return 0.
+ */
+int ntc_temp_read(int channel, int r_nominal, int beta, int r_series, int adc_full_scale, float *temp);
+
+/*
+ * Temperature in degrees Celsius from an attribute in millidegrees, read as x_sysfs_read_int does. Returns 0, or -1
+ * with *temp unchanged when that fails. As there, an empty attribute counts as read when errno was 0 before: it stores
+ * 0.
+ */
+int ntc_sysfs_temp_read(const char *path, float *temp);
+
 /* ---- Lights ----------------------------------------------------------------------------------------------------- */
+
+/*
+ * PWM-driven lights are devices of the kernel's backlight class (Documentation/ABI/stable/sysfs-class-backlight) named
+ * by at most 31 characters, with a brightness of 0 to 255. Percentages are converted to it and back by rounding to the
+ * nearest, halves away from zero, and are not limited to 100: the kernel refuses what is too much.
+ */
+
+/* 0 when channel is one of the count numbers, -1 when not. channels may be null when count is 0. */
+int x_pwm_is_valid_channel(unsigned int count, const int *channels, int channel);
+
+/*
+ * Opens /sys/class/backlight/NAME/brightness for reading and writing, with truncation. Returns a descriptor, which the
+ * caller releases with pwm_proc_close, or -1; a longer name is -1 with nothing opened.
+ */
+int pwm_proc_open(const char *name);
+
+/* What close returns. */
+int pwm_proc_close(int fd);
+
+/* Writes a raw value in decimal with one write. 0, or -1 when that fails or falls short, or fd is 0 or less. */
+int pwm_proc_write(int fd, int value);
+
+/*
+ * Reads a raw value with one read of at most 15 bytes. Returns 0; -1 when fd is 0 or less or nothing can be read, with
+ * nothing stored; -1 when the text does not begin with a number or the number does not fit an unsigned long, and what
+ * strtoul made of it is then stored. A number of more than 32 bits is cut.
+ */
+int pwm_proc_read(int fd, unsigned int *value);
+
+/*
+ * Sets a light's duty cycle: 50 % is written as 128, 200 % as 510. A percentage whose value does not fit an int is
+ * written as the largest int. Returns 0, or -1 when the light cannot be opened or written.
+ */
+int x_pwm_set_cycle(const char *name, unsigned int percent);
+
+/*
+ * Reads a light's duty cycle. Returns 0; -1 when the light cannot be opened, with *percent unchanged; -1 when it cannot
+ * be read, and *percent is then converted all the same and means nothing.
+ */
+int x_pwm_read_cycle(const char *name, unsigned int *percent);
+
+/*
+ * Sets one colour of the status LED, 0 red, 1 green, 2 blue, to a brightness in percent; on the scale 0 to 255 it is
+ * cut down, not rounded, and taken modulo 256. Returns 0 when the value was written whole, else -1.
+ *
+ * A weak symbol: an application's own definition takes its place. This one drives colours through control files, and
+ * this board's colours have none, so it returns -1 for every colour without touching a file.
+ */
+int led_drive_set_value(uint8_t colour, uint8_t percent);
 
 /* ---- Sensor-module EEPROM: regions ------------------------------------------------------------------------------ */
 
@@ -681,5 +921,7 @@ int tpm_get_pubkey_from_tbs(const uint8_t *der, size_t der_len, uint8_t *public_
 #ifdef __GNUC__
 #pragma GCC visibility pop
 #endif
+
+#undef OSTDRV_PRINTF
 
 #endif
