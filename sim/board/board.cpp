@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "attributes.hpp"
 #include "core/fault_plan.hpp"
 #include "device_paths.hpp"
 
@@ -15,7 +16,10 @@ Board::Board(const fs::path &root) : root_(root) {
     for (const char *directory :
          {"mnt/settings", "proc/device-tree", "dev", "tmp", "sys/class/gpio", "sys/class/backlight", "var/tmp/adc"})
         fs::create_directories(root / "fs" / directory);
-    if (!fs::exists(root / "board")) fit({});
+    if (!fs::exists(root / "board"))
+        fit({});
+    else
+        make_attributes(BoardDescription::load());
 }
 
 void Board::fit(const BoardDescription &description) {
@@ -25,6 +29,7 @@ void Board::fit(const BoardDescription &description) {
     put_cell("tpm-i2c-bus", static_cast<std::uint32_t>(description.i2c_bus));
     put_cell("tpm-i2c-address", static_cast<std::uint32_t>(description.i2c_address));
     put_cell("tpm-use-usb", description.usb ? 1 : 0);
+    make_attributes(description);
 }
 
 fs::path Board::file(std::string_view device_path) const {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 
 #include "core/board_state.hpp"
 
@@ -20,10 +21,11 @@ struct DevicePrefix {
 // The temporary files of the ASN.1 dump are the board's own too: their names repeat within a second, so two boards on
 // one workstation would take each other's.
 constexpr std::array prefixes{
-    DevicePrefix{"/sys/class/gpio", true},   DevicePrefix{"/sys/class/backlight", true},
-    DevicePrefix{"/var/tmp/adc", true},      DevicePrefix{"/mnt/settings", true},
-    DevicePrefix{"/proc/device-tree", true}, DevicePrefix{"/dev/i2c-", false},
-    DevicePrefix{"/tmp/der.tmp", false},     DevicePrefix{"/tmp/asn1decode.tmp", false},
+    DevicePrefix{"/sys/class/gpio", true},      DevicePrefix{"/sys/class/backlight", true},
+    DevicePrefix{"/var/tmp/adc", true},         DevicePrefix{"/sys/class/thermal", true},
+    DevicePrefix{"/mnt/settings", true},        DevicePrefix{"/proc/device-tree", true},
+    DevicePrefix{"/dev/i2c-", false},           DevicePrefix{"/tmp/der.tmp", false},
+    DevicePrefix{"/tmp/asn1decode.tmp", false},
 };
 
 bool is_device_path(std::string_view path) {
@@ -58,14 +60,17 @@ std::optional<std::filesystem::path> board_path(std::string_view device_path) {
 
 std::string device_path_of(int descriptor) {
     const int kept_errno = errno;
+    char link[32];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
     char target[PATH_MAX];
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    const ssize_t length = readlink(link.c_str(), target, sizeof target);
+    const ssize_t length = readlink(link, target, sizeof target);
     errno = kept_errno;
     if (length <= 0) return {};
+    // Nearly every descriptor is ruled out here: this is asked at every read and write.
+    const std::string_view path(target, static_cast<std::size_t>(length));
+    if (path.find("/fs/") == std::string_view::npos) return {};
     std::error_code error;
     const std::string directory = std::filesystem::weakly_canonical(files_directory(), error).string();
-    const std::string_view path(target, static_cast<std::size_t>(length));
     errno = kept_errno;
     if (!path.starts_with(directory) || !is_device_path(path.substr(directory.size()))) return {};
     return std::string(path.substr(directory.size()));

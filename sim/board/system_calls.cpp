@@ -15,8 +15,10 @@
 #include <cstdlib>
 #include <string>
 
+#include "attributes.hpp"
 #include "core/fault_plan.hpp"
 #include "device_paths.hpp"
+#include "edge_poll.hpp"
 #include "i2c.hpp"
 #include "real.hpp"
 
@@ -26,7 +28,11 @@
 #endif
 
 using ostdrv::sim::Call;
+using ostdrv::sim::forget_reads;
+using ostdrv::sim::open_flags;
+using ostdrv::sim::open_mode;
 using ostdrv::sim::PathArgument;
+using ostdrv::sim::write_attribute;
 
 namespace {
 
@@ -34,6 +40,11 @@ constexpr auto kind = ostdrv::sim::CallKind::system;
 
 mode_t creation_mode(int flags, std::va_list args) {
     return (flags & (O_CREAT | O_TMPFILE)) ? va_arg(args, mode_t) : 0;
+}
+
+int opened(int descriptor) {
+    forget_reads(descriptor);
+    return descriptor;
 }
 
 // How many of the bytes written a log line shows: all of them when they are a short text.
@@ -58,7 +69,7 @@ int open(const char *path, int flags, ...) {
     va_end(args);
     Call call(kind, "open", "%s", path);
     if (call.fails()) return static_cast<int>(call.result(-1));
-    return OSTDRV_REAL(open)(PathArgument(path), flags, mode);
+    return opened(OSTDRV_REAL(open)(PathArgument(path), open_flags(path, flags), mode));
 }
 
 int open64(const char *path, int flags, ...) {
@@ -79,7 +90,7 @@ int openat(int directory, const char *path, int flags, ...) {
     va_end(args);
     Call call(kind, "openat", "%s", path);
     if (call.fails()) return static_cast<int>(call.result(-1));
-    return OSTDRV_REAL(openat)(directory, PathArgument(path), flags, mode);
+    return opened(OSTDRV_REAL(openat)(directory, PathArgument(path), open_flags(path, flags), mode));
 }
 
 int openat64(int directory, const char *path, int flags, ...) {
@@ -92,6 +103,7 @@ int openat64(int directory, const char *path, int flags, ...) {
 
 int close(int descriptor) {
     Call call(kind, "close");
+    forget_reads(descriptor);
     const int result = OSTDRV_REAL(close)(descriptor);
     return call.fails() ? static_cast<int>(call.result(-1)) : result;
 }
@@ -99,6 +111,7 @@ int close(int descriptor) {
 ssize_t read(int descriptor, void *buffer, size_t size) {
     Call call(kind, "read", "%zu", size);
     if (call.fails()) return call.result(-1);
+    if (!ostdrv::sim::admit_read(descriptor)) return -1;
     return OSTDRV_REAL(read)(descriptor, buffer, size);
 }
 
@@ -107,6 +120,7 @@ ssize_t __read_chk(int descriptor, void *buffer, size_t size, size_t) { return r
 ssize_t write(int descriptor, const void *bytes, size_t size) {
     Call call(kind, "write", "%zu '%.*s'", size, shown(bytes, size), static_cast<const char *>(bytes));
     if (call.fails()) return call.result(-1);
+    if (const auto result = write_attribute(descriptor, bytes, size)) return *result;
     return OSTDRV_REAL(write)(descriptor, bytes, size);
 }
 
@@ -165,7 +179,7 @@ int unlink(const char *path) noexcept {
 int poll(struct pollfd *watches, nfds_t count, int timeout) {
     Call call(kind, "poll", "%lu, %d", static_cast<unsigned long>(count), timeout);
     if (call.fails()) return static_cast<int>(call.result(-1));
-    return OSTDRV_REAL(poll)(watches, count, timeout);
+    return ostdrv::sim::poll_edges(watches, count, timeout);
 }
 
 int __poll_chk(struct pollfd *watches, nfds_t count, int timeout, size_t) { return poll(watches, count, timeout); }
@@ -189,7 +203,9 @@ int ioctl(int descriptor, unsigned long request, ...) noexcept {
 FILE *fopen(const char *path, const char *mode) {
     Call call(kind, "fopen", "%s, %s", path, mode);
     if (call.fails()) return nullptr;
-    return OSTDRV_REAL(fopen)(PathArgument(path), mode);
+    FILE *stream = OSTDRV_REAL(fopen)(PathArgument(path), open_mode(path, mode).c_str());
+    if (stream) forget_reads(fileno(stream));
+    return stream;
 }
 
 FILE *fopen64(const char *path, const char *mode) { return fopen(path, mode); }
@@ -213,6 +229,7 @@ size_t __fread_chk(void *buffer, size_t, size_t size, size_t count, FILE *stream
 size_t fwrite(const void *bytes, size_t size, size_t count, FILE *stream) {
     Call call(kind, "fwrite", "%zu '%.*s'", size * count, shown(bytes, size * count), static_cast<const char *>(bytes));
     if (call.fails()) return static_cast<size_t>(call.result(0));
+    if (const auto result = write_attribute(fileno(stream), bytes, size * count)) return *result < 0 ? 0 : count;
     return OSTDRV_REAL(fwrite)(bytes, size, count, stream);
 }
 

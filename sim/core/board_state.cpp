@@ -80,16 +80,28 @@ BoardDescription BoardDescription::load() {
         if (key == "chip") board.chip = value;
         if (key == "usb") board.usb = value == "1";
         if (key == "i2c_bus") board.i2c_bus = std::atoi(value.c_str());
+        if (key == "gpio_lines") board.gpio_lines = std::atoi(value.c_str());
+        if (key == "adc_channels") board.adc_channels = std::atoi(value.c_str());
+        if (key == "lights") board.lights = value;
         if (key == "i2c_address") board.i2c_address = static_cast<int>(std::strtol(value.c_str(), nullptr, 0));
     }
     return board;
 }
 
+std::set<std::string> BoardDescription::light_names() const {
+    std::set<std::string> names;
+    std::istringstream list(lights);
+    for (std::string name; std::getline(list, name, ',');)
+        if (!name.empty()) names.insert(name);
+    return names;
+}
+
 bool BoardDescription::save() const {
     Unseen unseen;
     std::ostringstream text;
-    text << "chip=" << chip << "\nusb=" << (usb ? 1 : 0) << "\ni2c_bus=" << i2c_bus << "\ni2c_address=0x" << std::hex
-         << i2c_address << "\n";
+    text << "chip=" << chip << "\nusb=" << (usb ? 1 : 0) << "\ni2c_bus=" << i2c_bus << "\ngpio_lines=" << gpio_lines
+         << "\nadc_channels=" << adc_channels << "\nlights=" << lights << "\ni2c_address=0x" << std::hex << i2c_address
+         << "\n";
     return replace_file(board_root() / "board", text.str());
 }
 

@@ -2,6 +2,7 @@
 //
 //   board          what is fitted, as "key=value" lines (BoardDescription)
 //   fs/            the files behind the device's absolute paths
+//   lines/N        what the GPIO class does not show of a line
 //   *.state        one file per simulated chip
 #ifndef OSTDRV_SIM_BOARD_STATE_HPP
 #define OSTDRV_SIM_BOARD_STATE_HPP
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -44,9 +46,14 @@ struct BoardDescription {
     bool usb = false;          // the ATECC sits on the USB kit instead of the I2C bus
     int i2c_bus = 2;
     int i2c_address = 0x60;  // seven bits
+    int gpio_lines = 32;     // GPIO numbers 0 to 31
+    int adc_channels = 8;
+    std::string lights = "panel,ring,flash";  // names of backlight devices
 
     bool has_atecc() const { return chip == "any" || chip.starts_with("atecc"); }
     bool has_trustx() const { return chip == "any" || chip == "trustx"; }
+
+    std::set<std::string> light_names() const;
 
     static BoardDescription load();
     bool save() const;
