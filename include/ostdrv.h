@@ -309,8 +309,8 @@ int pwm_proc_write(int fd, int value);
 
 /*
  * Reads a raw value with one read of at most 15 bytes. Returns 0; -1 when fd is 0 or less or nothing can be read, with
- * nothing stored; -1 when the text does not begin with a number or the number does not fit an unsigned long, and what
- * strtoul made of it is then stored. A number of more than 32 bits is cut.
+ * nothing stored; -1 when the text does not begin with a number, and 0 is stored then. A number of more than 32 bits is
+ * cut.
  */
 int pwm_proc_read(int fd, unsigned int *value);
 

@@ -1,0 +1,242 @@
+#include <cerrno>
+#include <thread>
+
+#include "gpio_class.hpp"
+#include "world.hpp"
+
+static bool operator==(const x_gpio_poll_entry &a, const x_gpio_poll_entry &b) {
+    return a.gpio == b.gpio && a.edge == b.edge && a.value == b.value && a.fired == b.fired && a.fd == b.fd;
+}
+
+namespace ostdrv::test {
+namespace {
+
+using Calls = std::vector<std::string>;
+using Entries = std::vector<x_gpio_poll_entry>;
+using sim::drive_line;
+
+const std::string line7 = "/sys/class/gpio/gpio7";
+
+class Edges : public World {
+ public:
+    int value = -99;
+
+    static std::thread start_unseen(const std::function<void()> &work) {
+        sim::Unseen unseen;
+        return std::thread([work] {
+            sim::Unseen unseen_too;
+            work();
+        });
+    }
+    // What a wait returns while another thread changes lines once the wait has begun.
+    static int during_wait(const std::function<int()> &wait, const std::function<void()> &changes) {
+        sim::fault_plan::start();
+        std::thread outside = start_unseen([&] {
+            const auto waiting = [] {
+                const Calls log = sim::fault_plan::log();
+                return !log.empty() && log.back().starts_with("poll(");
+            };
+            while (!waiting()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            changes();
+        });
+        const int result = wait();
+        outside.join();
+        sim::fault_plan::stop();
+        return result;
+    }
+    static Entries lines(int count, int edge = 2) {
+        Entries entries;
+        for (int i = 0; i < count; ++i) entries.push_back({i, edge, -99, 0, 999});
+        return entries;
+    }
+    static int setup(Entries &entries) {
+        return x_gpio_util_poll_multiple_setup(entries.data(), static_cast<int>(entries.size()));
+    }
+    static int wait(Entries &entries, int timeout) {
+        return x_gpio_util_poll_multiple(entries.data(), static_cast<int>(entries.size()), timeout);
+    }
+    static void cleanup(Entries &entries) {
+        x_gpio_poll_multiple_cleanup(entries.data(), static_cast<int>(entries.size()));
+    }
+};
+
+TEST_F(Edges, SingleWaitSeesTheSelectedEdgeOfTheLogicalValue) {
+    const struct {
+        unsigned edge;
+        bool active_low, level_before, level_after;
+        int result, value;
+    } cases[] = {{1, false, false, true, 0, 1},   {0, false, true, false, 0, 0},   {2, false, false, true, 0, 1},
+                 {2, false, true, false, 0, 0},   {1, true, true, false, 0, 1},    {0, true, false, true, 0, 0},
+                 {1, false, true, false, 1, -99}, {0, false, false, true, 1, -99}, {1, false, true, true, 1, -99}};
+    for (const auto &c : cases) {
+        x_gpio_util_active_low(7, c.active_low);
+        drive_line(7, c.level_before);
+        value = -99;
+        const int timeout = c.result == 0 ? -1 : 50;
+        EXPECT_EQ(during_wait([&] { return x_gpio_util_poll(7, c.edge, timeout, &value); },
+                              [&] { drive_line(7, c.level_after); }),
+                  c.result)
+            << c.edge << c.active_low << c.level_before;
+        EXPECT_EQ(value, c.value);
+    }
+}
+
+TEST_F(Edges, AnEdgeBeforeTheWaitDoesNotFire) {
+    x_gpio_util_edge(7, 1);
+    drive_line(7, true);
+    EXPECT_EQ(x_gpio_util_poll(7, 1, 0, &value), 1);
+    EXPECT_EQ(x_gpio_util_poll(7, 1, 20, &value), 1);
+    EXPECT_EQ(value, -99);
+}
+
+TEST_F(Edges, SingleWaitMakesExactlyTheseSystemCalls) {
+    x_gpio_util_edge(7, 1);
+    const std::string asks = "access(" + line7 + ")";
+    const Calls set_up{asks,
+                       asks,
+                       asks,
+                       "open(" + line7 + "/direction)",
+                       "read(1)",
+                       "close()",
+                       asks,
+                       "open(" + line7 + "/edge)",
+                       "write(4 'both')",
+                       "close()",
+                       "open(" + line7 + "/value)",
+                       "lseek(0)",
+                       "read(1)"};
+    Calls timed_out = set_up, fired = set_up;
+    timed_out.insert(timed_out.end(), {"poll(1, 0)", "close()"});
+    fired.insert(fired.end(), {"poll(1, 5000)", "lseek(0)", "read(1)", "close()"});
+
+    EXPECT_EQ(calls_of([&] { EXPECT_EQ(x_gpio_util_poll(7, 2, 0, &value), 1); }), timed_out);
+    EXPECT_EQ(during_wait([&] { return x_gpio_util_poll(7, 2, 5000, &value); }, [] { drive_line(7, true); }), 0);
+    EXPECT_EQ(sim::fault_plan::log(), fired);
+}
+
+TEST_F(Edges, SingleWaitTellsATimeoutFromAFailure) {
+    const auto look = [&] { return x_gpio_util_poll(7, 2, 0, &value); };
+    EXPECT_EQ(look(), 1);
+    const Remains before = remains();
+    EXPECT_EQ(with_fault({.name = "poll", .error = EINTR}, look), 1);
+    EXPECT_EQ(with_fault({.name = "lseek", .lasting = true}, look), 1) << "the clearing read's result does not count";
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(with_fault({.name = "poll", .has_result = true, .result = 1}, look), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "revents 0\n");
+
+    const auto edge_unread = [&](sim::Fault fault) {
+        sim::fault_plan::start();
+        return during_wait(
+            [&, fault] {
+                sim::fault_plan::add(fault);
+                return x_gpio_util_poll(7, 2, -1, &value);
+            },
+            [] { drive_line(7, true), drive_line(7, false); });
+    };
+    EXPECT_EQ(edge_unread({.name = "read", .nth = 3}), -1);
+    EXPECT_EQ(edge_unread({.name = "read", .nth = 3, .has_result = true, .result = 0}), -1);
+    for (const char *call : {"open", "write"})
+        for (std::size_t nth = 1; nth <= (call[0] == 'o' ? 3u : 1u); ++nth)
+            EXPECT_EQ(with_fault({.name = call, .nth = nth}, look), -1) << call << nth;
+    EXPECT_EQ(value, -99);
+    EXPECT_EQ(remains(), before);
+}
+
+TEST_F(Edges, AnUnknownEdgeFailsOnAPreparedInput) {
+    x_gpio_util_set(9, 1);
+    EXPECT_EQ(x_gpio_util_poll(9, 3, 0, &value), -1);
+    EXPECT_EQ(board.get("/sys/class/gpio/gpio9/direction"), "in\n");
+    Entries entries = lines(2, 3);
+    EXPECT_EQ(setup(entries), -1);
+    EXPECT_EQ(entries[0].fd, 999) << "untouched when the configuration fails";
+}
+
+TEST_F(Edges, AnySubsetOfSixteenLinesFires) {
+    Entries entries = lines(16);
+    ASSERT_EQ(setup(entries), 0);
+    for (const unsigned subset : {0x0001u, 0x8000u, 0xa5a5u, 0xffffu, 0x0ff0u}) {
+        Entries expected = entries;
+        for (unsigned i = 0; i < 16; ++i) {
+            entries[i].fired = expected[i].fired = 0;
+            if (!(subset >> i & 1)) continue;
+            const bool high = entries[i].value != 1;
+            drive_line(static_cast<int>(i), high);
+            expected[i].fired = 1;
+            expected[i].value = high;
+        }
+        EXPECT_EQ(wait(entries, -1), 0);
+        EXPECT_EQ(entries, expected) << std::hex << subset;
+        EXPECT_EQ(wait(entries, 0), 1) << "reading the value took the edges back";
+        EXPECT_EQ(entries, expected) << "a timeout changes nothing, not even an old fired";
+    }
+    cleanup(entries);
+}
+
+TEST_F(Edges, MultipleWaitWakesDuringTheWait) {
+    Entries entries = lines(3, 1);
+    ASSERT_EQ(setup(entries), 0);
+    EXPECT_EQ(during_wait([&] { return wait(entries, -1); }, [] { drive_line(2, true); }), 0);
+    EXPECT_EQ(entries[2].fired, 1);
+    EXPECT_EQ(entries[2].value, 1);
+    EXPECT_EQ(entries[0].fired + entries[1].fired, 0);
+    EXPECT_EQ(with_fault({.name = "poll", .error = EINTR}, [&] { return wait(entries, -1); }), 1);
+
+    drive_line(0, true);
+    EXPECT_EQ(with_fault({.name = "read"}, [&] { return wait(entries, -1); }), 0) << "poll did report the line";
+    EXPECT_EQ(entries[0].fired, 0);
+    EXPECT_EQ(entries[0].value, -99);
+    cleanup(entries);
+}
+
+TEST_F(Edges, CountsOutsideTheLimitAreRefusedUntouched) {
+    Entries entries = lines(17);
+    EXPECT_EQ(calls_of([&] {
+                  EXPECT_EQ(setup(entries), -1);
+                  EXPECT_EQ(wait(entries, 0), -1);
+                  EXPECT_EQ(x_gpio_util_poll_multiple(entries.data(), -1, 0), -1);
+                  EXPECT_EQ(x_gpio_util_poll_multiple_setup(nullptr, 0), -1);
+                  EXPECT_EQ(x_gpio_util_poll_multiple(nullptr, 1, 0), -1);
+                  EXPECT_EQ(x_gpio_util_poll_multiple_setup(entries.data(), 0), 0);
+                  EXPECT_EQ(x_gpio_util_poll_multiple_setup(entries.data(), -4), 0);
+                  x_gpio_poll_multiple_cleanup(nullptr, 0);
+              }),
+              Calls{});
+    EXPECT_EQ(entries, lines(17));
+    EXPECT_EQ(calls_of([&] { EXPECT_EQ(x_gpio_util_poll_multiple(entries.data(), 0, 10), 1); }), Calls{"poll(0, 10)"});
+}
+
+TEST_F(Edges, AFailingSetUpClosesWhatItOpened) {
+    Entries first = lines(4);
+    ASSERT_EQ(setup(first), 0);
+    cleanup(first);
+    const Remains before = remains();
+    const auto set_up_all = [&](sim::Fault fault) {
+        Entries entries = lines(4);
+        EXPECT_EQ(with_fault(fault, [&] { return setup(entries); }), -1);
+        EXPECT_EQ(remains(), before);
+        return entries;
+    };
+    // Two opens and one read configure each line; then one open and one read prepare it for waiting.
+    for (std::size_t line = 1; line <= 4; ++line) {
+        EXPECT_EQ(set_up_all({.name = "open", .nth = 2 * line})[0].fd, 999);
+        for (const sim::Fault &fault : {sim::Fault{.name = "open", .nth = 8 + line},
+                                        {.name = "read", .nth = 4 + line},
+                                        {.name = "read", .nth = 4 + line, .has_result = true, .result = 0}})
+            for (const x_gpio_poll_entry &entry : set_up_all(fault)) EXPECT_EQ(entry.fd, -1);
+    }
+}
+
+TEST_F(Edges, CleanUpClosesEachDescriptorOnce) {
+    const Remains before = remains();
+    Entries entries = lines(3);
+    ASSERT_EQ(setup(entries), 0);
+    EXPECT_EQ(remains().descriptors, before.descriptors + 3);
+    EXPECT_EQ(calls_of([&] { cleanup(entries); }), Calls(3, "close()"));
+    EXPECT_EQ(calls_of([&] { cleanup(entries); }), Calls{});
+    for (const x_gpio_poll_entry &entry : entries) EXPECT_EQ(entry.fd, -1);
+    EXPECT_EQ(remains(), before);
+}
+
+}  // namespace
+}  // namespace ostdrv::test
