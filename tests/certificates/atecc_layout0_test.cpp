@@ -3,23 +3,16 @@
 namespace ostdrv::test {
 namespace {
 
-class Layout0 : public AteccChain {
- protected:
-    static Bytes slot(unsigned number) {
-        const auto chip = sim::look_into_atecc();
-        const auto bytes = chip.slot(number);
-        return {bytes.begin(), bytes.end()};
-    }
-};
+using Layout0 = AteccChain;
 
 TEST_F(Layout0, CertificatesAreKeptCompressed) {
     EXPECT_EQ(tpm_cert_save_signer_cert(pem_file("a.pem", signer_cert).c_str()), 0) << "on I2C the name plays no part";
     EXPECT_EQ(tpm_cert_save_device_cert(pem_file("b.pem", device_cert).c_str()), 0);
     const PublicKey key = signer.public_key();
-    EXPECT_TRUE(std::equal(key.begin(), key.end(), slot(11).begin()));
+    EXPECT_TRUE(std::equal(key.begin(), key.end(), sim::look_into_slot(11).begin()));
     const CertificateParts parts = parts_of(device_cert);
-    EXPECT_NE(slot(9), Bytes(72, 0xFF));
-    EXPECT_NE(slot(10), Bytes(72, 0xFF));
+    EXPECT_NE(sim::look_into_slot(9), Bytes(72, 0xFF));
+    EXPECT_NE(sim::look_into_slot(10), Bytes(72, 0xFF));
     EXPECT_EQ(device_cert[parts.integers_offset], 0x02);
 
     EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_cert_lock_signer_cert(), 0); }),
@@ -81,10 +74,10 @@ TEST_F(UsbKit, CopiesAndDirectoryFollowTheFileName) {
     EXPECT_EQ(eeprom(1280, device_cert.size()), device_cert);
 
     // The name decides the entry, the row that was called decides the slots.
-    const Bytes slot_10 = slot(10);
+    const Bytes slot_10 = sim::look_into_slot(10);
     ASSERT_EQ(tpm_cert_save_signer_cert(pem_file("devcert.cert", signer_cert).c_str()), 0);
     EXPECT_EQ(eeprom(1280, signer_cert.size()), signer_cert);
-    EXPECT_EQ(slot(10), slot_10);
+    EXPECT_EQ(sim::look_into_slot(10), slot_10);
     // The templates come from the EEPROM: the files are not needed any more.
     ASSERT_EQ(tpm_cert_save_device_cert(pem_file("devcert.cert", device_cert).c_str()), 0);
     std::filesystem::remove(path("devcert.cert"));

@@ -14,7 +14,7 @@ TEST_F(ProvisionedAtecc, TheRecordIsSerialZerosAndVersion) {
         std::array<uint8_t, 36> record{};
         std::fill_n(record.begin(), len, uint8_t{'S'});
         record[35] = 1;
-        EXPECT_TRUE(std::ranges::equal(sim::look_into_atecc().slot(7), record));
+        EXPECT_TRUE(std::ranges::equal(sim::look_into_slot(7), record));
     }
     EXPECT_EQ(calls_of([&] {
                   for (const int len : {35, 0, -1, INT32_MIN})

@@ -64,7 +64,7 @@ TEST_F(ProvisionedAtecc, WritesAreWholeWordsCutToTheSlot) {
         std::vector<uint8_t> expected(72, 0xAA);
         std::fill_n(expected.begin(), c.written, uint8_t{0});
         std::copy_n(data.begin(), std::min<size_t>(c.len, 72), expected.begin());
-        const auto slot = sim::look_into_atecc().slot(9);
+        const auto slot = sim::look_into_slot(9);
         EXPECT_TRUE(std::ranges::equal(slot, expected)) << c.len;
     }
 }
