@@ -6,9 +6,9 @@ namespace {
 const std::string header = "-----BEGIN CERTIFICATE-----", footer = "-----END CERTIFICATE-----";
 
 class PemTrustx : public TrustxWorld {
- public:
+ protected:
     int write(const Bytes &bytes) const {
-        return tpm_octet_string_to_pem_file(path("out.pem").c_str(), bytes.data(), bytes.size());
+        return tpm_octet_string_to_pem_file(path("out").c_str(), bytes.data(), bytes.size());
     }
     struct Result {
         int status;
@@ -43,18 +43,18 @@ TEST_F(PemTrustx, WritesLinesOf64WithCarriageReturns) {
     };
     for (const auto &[size, body] : cases) {
         EXPECT_EQ(write(Bytes(size)), 0) << size;
-        EXPECT_EQ(get("out.pem"), header + "\r\n" + body + footer + "\r\n") << size;
+        EXPECT_EQ(get("out"), header + "\r\n" + body + footer + "\r\n") << size;
     }
     const Authority owner("owner");
     const Bytes certificate = owner.issue(owner);
     EXPECT_EQ(write(certificate), 0);
-    EXPECT_EQ(der_of(get("out.pem")), certificate);
-    EXPECT_EQ(read(path("out.pem"), certificate.size()), (Result{0, certificate}));
+    EXPECT_EQ(der_of(get("out")), certificate);
+    EXPECT_EQ(read(path("out"), certificate.size()), (Result{0, certificate}));
 }
 
 TEST_F(PemTrustx, WriterRefusesBeforeItTouchesAnything) {
     const std::uint8_t bytes[4] = {};
-    const std::string out = path("out.pem");
+    const std::string out = path("out");
     EXPECT_EQ(calls_of([&] {
                   EXPECT_EQ(tpm_octet_string_to_pem_file(out.c_str(), nullptr, 4), 3);
                   EXPECT_EQ(tpm_octet_string_to_pem_file(out.c_str(), bytes, 0), 3);
@@ -62,7 +62,7 @@ TEST_F(PemTrustx, WriterRefusesBeforeItTouchesAnything) {
                   EXPECT_EQ(tpm_octet_string_to_pem_file(nullptr, bytes, 4), 3);
               }).size(),
               0u);
-    EXPECT_FALSE(exists("out.pem"));
+    EXPECT_FALSE(exists("out"));
     EXPECT_EQ(tpm_octet_string_to_pem_file(path("no/such").c_str(), bytes, 4), 8);
     EXPECT_EQ(tpm_octet_string_to_pem_file("/dev/full", bytes, 4), 8) << "noticed when the file is closed";
 }
@@ -71,12 +71,12 @@ TEST_F(PemTrustx, EveryFailureOfTheWriterHasItsStatus) {
     fail_each_call([&] { return write(Bytes(100)); },
                    [&](int status, const std::string &call) {
                        EXPECT_EQ(status, call == "trustX_encodeBase64" ? 17 : 8);
-                       EXPECT_EQ(exists("out.pem"), call.starts_with("f") && call != "fopen");
-                       std::filesystem::remove(path("out.pem"));
+                       EXPECT_EQ(exists("out"), call.starts_with("f") && call != "fopen");
                    });
     if (!allocations_can_fail) return;
+    std::filesystem::remove(path("out"));
     EXPECT_EQ(with_fault({.name = "calloc"}, [&] { return write(Bytes(100)); }), 5);
-    EXPECT_FALSE(exists("out.pem"));
+    EXPECT_FALSE(exists("out"));
 }
 
 TEST_F(PemTrustx, ReadsWhateverStandsAroundTheText) {
