@@ -29,6 +29,7 @@ struct AteccState {
     bool save() const;
 
     std::span<std::uint8_t> slot(unsigned number) &;
+    std::span<const std::uint8_t> slot(unsigned number) const & { return const_cast<AteccState *>(this)->slot(number); }
     std::span<std::uint8_t> slot(unsigned number) && = delete;
 
     bool operator==(const AteccState &) const = default;
