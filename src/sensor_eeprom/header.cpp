@@ -11,24 +11,28 @@ using namespace ostdrv;
 
 namespace {
 
-// Runs `move` for the identifier of each header text; false when there is a field of another kind among them.
+// Moves the text of each header text field in turn and returns the first status that is not ok.
 template <typename Move>
-bool for_each_text(Move move) {
+int for_each_text(Move move) {
     for (int id = header_first_id; id <= header_last_text_id; ++id) {
-        if (eeprom_header_fields.kind[id] == EEPROM_FIELD_NONE) continue;
-        if (eeprom_header_fields.kind[id] != EEPROM_FIELD_STRING) return false;
-        move(id);
+        const int kind = eeprom_header_fields.kind[id];
+        if (kind == EEPROM_FIELD_NONE) continue;
+        const int code = kind == EEPROM_FIELD_STRING ? move(id) : X_SENSOR_EEPROM_ERR_FIELD_TYPE;
+        if (code != X_SENSOR_EEPROM_OK) return code;
     }
-    return true;
+    return X_SENSOR_EEPROM_OK;
 }
 
-const char *stored_text(int id) {
+int take_text(int id, char (&field)[32]) {
     const char *const text = kset_get_string(id);
-    return text ? text : "";
+    if (!text) return X_SENSOR_EEPROM_ERR_EMPTY;
+    snprintf(field, sizeof field, "%s", text);
+    return X_SENSOR_EEPROM_OK;
 }
 
 int compare_header(const unsigned char *cached_md5) {
-    if (strcmp(stored_text(X_SENSOR_EEPROM_HEADER_VERSION), "s5l") != 0) return X_SENSOR_EEPROM_ERR_VERSION;
+    const char *const version = kset_get_string(X_SENSOR_EEPROM_HEADER_VERSION);
+    if (!version || strcmp(version, supported_version) != 0) return X_SENSOR_EEPROM_ERR_VERSION;
     const uint8_t *const stored_md5 = kset_get_hex(header_hash_id);
     if (!stored_md5) return X_SENSOR_EEPROM_ERR_EMPTY;
 
@@ -42,8 +46,11 @@ int compare_header(const unsigned char *cached_md5) {
 int x_sensor_eeprom_store_header(const char *path, const x_sensor_eeprom_payload *payload, int *status) {
     if (x_sysfs_exists(path) != 0) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
     if (eeprom_header_settings_open(path, 0, status) != 0) return -1;
-    if (!for_each_text([&](int id) { kset_set_string(id, payload->header[id]); }))
-        return close_and_fail(status, X_SENSOR_EEPROM_ERR_FIELD_TYPE);
+    const int code = for_each_text([&](int id) {
+        kset_set_string(id, payload->header[id]);
+        return X_SENSOR_EEPROM_OK;
+    });
+    if (code != X_SENSOR_EEPROM_OK) return close_and_fail(status, code);
     kset_set_hex(header_hash_id, payload->hash);
 
     *status = X_SENSOR_EEPROM_OK;
@@ -56,9 +63,8 @@ int x_sensor_eeprom_store_header(const char *path, const x_sensor_eeprom_payload
 int x_sensor_eeprom_load_header(const char *path, x_sensor_eeprom_payload *payload, int *status) {
     if (x_sysfs_exists(path) != 0) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
     if (eeprom_header_settings_open(path, 1, status) != 0) return -1;
-    const bool texts = for_each_text(
-        [&](int id) { snprintf(payload->header[id], sizeof payload->header[id], "%s", stored_text(id)); });
-    if (!texts) return close_and_fail(status, X_SENSOR_EEPROM_ERR_FIELD_TYPE);
+    const int code = for_each_text([&](int id) { return take_text(id, payload->header[id]); });
+    if (code != X_SENSOR_EEPROM_OK) return close_and_fail(status, code);
     const uint8_t *const hash = kset_get_hex(header_hash_id);
     if (!hash) return close_and_fail(status, X_SENSOR_EEPROM_ERR_EMPTY);
     memcpy(payload->hash, hash, header_hash_size);

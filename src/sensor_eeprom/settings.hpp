@@ -10,6 +10,8 @@ namespace ostdrv {
 
 enum EepromFieldKind { EEPROM_FIELD_NONE = 0, EEPROM_FIELD_HEX = 1, EEPROM_FIELD_STRING = 2 };
 
+inline constexpr char supported_version[] = "s5l";
+
 inline constexpr int header_identifiers = 11;
 inline constexpr int header_first_id = X_SENSOR_EEPROM_HEADER_SENSOR;
 inline constexpr int header_last_text_id = X_SENSOR_EEPROM_HEADER_SN;

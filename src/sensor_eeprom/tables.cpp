@@ -13,8 +13,6 @@ using namespace ostdrv;
 
 namespace {
 
-constexpr char supported_version[] = "s5l";
-
 bool has_table(const x_sensor_eeprom_table &table) { return table.data && table.length > 0 && table.capacity != 0; }
 
 bool is_storable(const x_sensor_eeprom_payload *payload) {

@@ -1,0 +1,109 @@
+#include <kos.h>
+
+#include "eeprom.hpp"
+
+namespace ostdrv::test {
+namespace {
+
+struct Regions : Eeprom {
+    std::string buffer = std::string(8192, 'b');
+
+    // A store operation that only sets the path.
+    void use(const std::string &bytes) {
+        set_contents(bytes);
+        run(x_sensor_eeprom_load, Payload().get());
+    }
+};
+
+TEST_F(Regions, WithoutAPathNothingIsTouched) {
+    const std::function<int()> actions[] = {
+        [&] { return eeprom_header_read(buffer.data(), 1); }, [&] { return eeprom_header_write(buffer.data(), 257); },
+        [&] { return eeprom_calib_read(buffer.data(), 1); }, [&] { return eeprom_calib_write(buffer.data(), 1); }};
+    for (const auto &action : actions) {
+        EXPECT_EQ(calls_of([&] { EXPECT_EQ(printing(action), -1); }), Calls{});
+        EXPECT_EQ(printed, "EEPROM sysfs path not set");
+    }
+}
+
+TEST_F(Regions, TransfersStartAtTheirRegion) {
+    const std::string bytes = noise(2048, 1);
+    use(bytes);
+    EXPECT_EQ(eeprom_header_read(buffer.data(), 256), 0);
+    EXPECT_EQ(buffer, bytes.substr(0, 256) + std::string(7936, 'b'));
+    EXPECT_EQ(eeprom_calib_read(buffer.data(), 3), 0);
+    EXPECT_EQ(buffer.substr(0, 4), bytes.substr(256, 3) + bytes[3]);
+    EXPECT_EQ(eeprom_calib_read(buffer.data(), 4096), 0) << "a file that ends earlier counts as read";
+    EXPECT_EQ(buffer, bytes.substr(256) + std::string(4096 - 1792, '\0') + std::string(4096, 'b'));
+
+    EXPECT_EQ(eeprom_header_write("HHHH", 4), 0);
+    EXPECT_EQ(eeprom_calib_write(std::string(100, 'C').c_str(), 100), 0);
+    EXPECT_EQ(contents(), "HHHH" + bytes.substr(4, 252) + std::string(100, 'C') + bytes.substr(356));
+}
+
+TEST_F(Regions, FailuresLeaveTheBufferAndSayWhatTheyPromise) {
+    use(std::string(256, 'x'));
+    const std::string untouched = buffer;
+    const struct {
+        std::function<int()> action;
+        sim::Fault fault;
+        std::string text;
+        std::size_t calls;
+    } cases[] = {
+        {[&] { return eeprom_calib_read(buffer.data(), 16); }, {}, "", 5},
+        {[&] { return eeprom_header_read(buffer.data(), 257); }, {}, "Invalid len to read [257] > [256]", 0},
+        {[&] { return eeprom_header_write(buffer.data(), ~0u); }, {}, "Invalid len to write [-1] > [256]", 0},
+        {[&] { return eeprom_header_read(buffer.data(), 16); },
+         {.name = "read"},
+         "Failed to read [16] bytes from offset [0] device [" + file + "]\r\n",
+         3},
+        {[&] { return eeprom_header_write(buffer.data(), 16); },
+         {.name = "open"},
+         "Failed to write [16] bytes to offset [0] device [" + file + "]\r\n",
+         1},
+        {[&] { return eeprom_calib_write(buffer.data(), 5000); },
+         {.name = "write", .nth = 2},
+         "Failed to write [5000] bytes to offset [256] device [" + file + "]\r\n",
+         5},
+        {[&] { return eeprom_calib_read(buffer.data(), 16); },
+         {.name = "kos_mem_alloc"},
+         "Memory buffer allocation failed",
+         1},
+    };
+    for (const auto &c : cases) {
+        sim::Fault fault = c.fault;
+        if (fault.name.empty()) fault.nth = 1000;
+        const Remains before = remains();
+        EXPECT_EQ(with_fault(fault, [&] { return printing(c.action); }), -1);
+        EXPECT_EQ(printed, c.text);
+        EXPECT_EQ(sim::fault_plan::log().size(), c.calls) << c.text;
+        EXPECT_EQ(buffer, untouched);
+        EXPECT_EQ(remains(), before);
+    }
+}
+
+TEST(Payload, IsMadeWholeOrNotAtAllAndFreesWhatIsItsOwn) {
+    const std::size_t before = sim::live_blocks();
+    for (std::size_t nth = 1; nth <= 21; ++nth) {
+        const auto make = [] { return x_sensor_eeprom_payload_init(); };
+        EXPECT_EQ(World::with_fault({.name = "kos_mem_alloc", .nth = nth}, make), nullptr);
+        EXPECT_EQ(sim::live_blocks(), before);
+    }
+    x_sensor_eeprom_payload_free(nullptr);
+
+    x_sensor_eeprom_payload *const payload = x_sensor_eeprom_payload_init();
+    ASSERT_NE(payload, nullptr);
+    for (const x_sensor_eeprom_table &table : payload->tables) {
+        EXPECT_EQ(table.capacity, 12288u);
+        EXPECT_EQ(table.length, 0);
+        EXPECT_EQ(table.name[0], '\0');
+    }
+    std::uint8_t *const kept[] = {payload->tables[3].data, payload->tables[19].data};
+    payload->tables[3].capacity = 0;
+    payload->tables[19].capacity = 12289;
+    x_sensor_eeprom_payload_free(payload);
+    EXPECT_EQ(sim::live_blocks(), before + 2);
+    for (std::uint8_t *data : kept) kos_mem_free(data);
+}
+
+}  // namespace
+}  // namespace ostdrv::test

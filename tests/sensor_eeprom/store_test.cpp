@@ -1,0 +1,275 @@
+#include <kos.h>
+
+#include <algorithm>
+
+#include "eeprom.hpp"
+
+namespace ostdrv::test {
+namespace {
+
+using Store = Eeprom;
+
+TEST_F(Store, WhatWasStoredIsLoadedCheckedAndDigested) {
+    Tables all;
+    for (int slot = 0; slot < 20; ++slot) all[slot] = noise(slot == 7 ? 1 : 12288, unsigned(slot));
+    const struct {
+        std::size_t file_size;
+        Tables tables;
+    } cases[] = {{512, {}},
+                 {512, {{5, "gamma"}}},
+                 {512, {{0, noise(100, 1)}, {19, std::string("\0\n", 2)}}},
+                 {4096, {{3, noise(3000, 2)}, {4, noise(700, 3)}}},
+                 {256 * 1024, all}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.file_size);
+        std::string bytes;
+        for (const auto &[slot, data] : c.tables) bytes += data;
+        erase(c.file_size);
+        const Payload stored(c.tables);
+        ASSERT_EQ(store(stored), success);
+        EXPECT_EQ(stored.hash(), openssl_md5(bytes));
+        EXPECT_EQ(contents().size(), c.file_size);
+
+        Payload loaded({}, "", "");
+        for (const auto &[slot, data] : c.tables) loaded.name(slot);
+        EXPECT_EQ(load(loaded), success);
+        EXPECT_EQ(loaded.tables(), c.tables);
+        EXPECT_EQ(load_header(loaded), success);
+        for (int id = 1; id < 5; ++id) EXPECT_STREQ(loaded->header[id], stored->header[id]);
+        EXPECT_EQ(loaded.hash(), stored.hash());
+        EXPECT_EQ(check(stored.hash()), success);
+        EXPECT_EQ(check(std::string(16, 'x')), (Outcome{-1, 17}));
+        EXPECT_EQ(printed,
+                  "Cached md5 is [xxxxxxxxxxxxxxxx] eeprom md5 is [" + std::string(stored.hash().c_str()) + "]\n");
+    }
+}
+
+TEST_F(Store, MakesItsCallsInOrder) {
+    erase(1024);
+    const Payload payload({{5, "abc"}, {0, "z"}});
+    Calls calls = calls_of([&] { ASSERT_EQ(store(payload), success); });
+    std::erase_if(calls, [](const std::string &call) { return !call.starts_with("kset_"); });
+    const Calls sizes{"kset_init(40, 768, -1)", "kset_add_int(21, t0_size, 0, 12288, 0)",
+                      "kset_add_int(26, t5_size, 0, 12288, 0)"};
+    const Calls data{"kset_add_hex(1, t0, 1)", "kset_add_hex(6, t5, 3)"};
+    const Calls write{"kset_set_hex(1)",     "kset_set_int(21, 1)", "kset_set_hex(6)",
+                      "kset_set_int(26, 3)", "kset_write()",        "kset_shutdown()"};
+    const Calls digest{"kset_read()",     "kset_get_hex(1)",  "kset_get_hex(6)", "kset_get_int(21)",
+                       "kset_get_hex(1)", "kset_get_int(26)", "kset_get_hex(6)", "kset_shutdown()"};
+    const Calls header{"kset_init(11, 256, -1)",
+                       "kset_add_string(1, header_sensor, 32, '')",
+                       "kset_add_string(2, header_version, 32, '')",
+                       "kset_add_string(3, header_lens, 32, '')",
+                       "kset_add_string(4, header_sn, 32, '')",
+                       "kset_add_hex(10, header_hash, 16)",
+                       "kset_read()",
+                       "kset_set_string(1)",
+                       "kset_set_string(2)",
+                       "kset_set_string(3)",
+                       "kset_set_string(4)",
+                       "kset_set_hex(10)",
+                       "kset_write()",
+                       "kset_shutdown()"};
+    Calls expected;
+    for (const Calls &part : {sizes, data, write, sizes, Calls{"kset_read()", "kset_get_int(21)", "kset_get_int(26)"},
+                              data, digest, header})
+        expected.insert(expected.end(), part.begin(), part.end());
+    EXPECT_EQ(calls, expected);
+
+    const std::string declared =
+        "Created size setting [21] with name [t0_size] with default value [0]\n"
+        "Created size setting [26] with name [t5_size] with default value [0]\n";
+    const std::string data_declared =
+        "Created data setting [1] with name [t0] and length [1]\n"
+        "Created data setting [6] with name [t5] and length [3]\n";
+    EXPECT_EQ(printed, declared + data_declared +
+                           "Updating data setting [1] with name [t0] with [1] bytes of data\n"
+                           "Updating size setting [21] with value [1]\n"
+                           "Updating data setting [6] with name [t5] with [3] bytes of data\n"
+                           "Updating size setting [26] with value [3]\n"
+                           "Saving data to EEPROM\n"
+                           "Reload data from EEPROM\n" +
+                           declared +
+                           "Size of [t0] expected to be [1]\n"
+                           "Size of [t5] expected to be [3]\n" +
+                           data_declared +
+                           "Found table [t0] with [1] bytes of data updating md5\n"
+                           "Found table [t5] with [3] bytes of data updating md5\n"
+                           "Computing final md5 and saving to EEPROM\n");
+}
+
+TEST_F(Store, RefusesAnInvalidPayloadBeforeAnything) {
+    erase(1024);
+    const std::function<void(Payload &)> spoilers[] = {
+        [](Payload &p) { std::strcpy(p->header[2], "S5L"); }, [](Payload &p) { std::strcpy(p->header[2], "s5l2"); },
+        [](Payload &p) { p->tables[4].length = 0; },          [](Payload &p) { p->tables[4].length = -1; },
+        [](Payload &p) { p->tables[4].capacity = 0; },
+    };
+    for (const auto &spoil : spoilers) {
+        Payload payload({{4, "data"}});
+        std::uint8_t *const data = payload->tables[4].data;
+        spoil(payload);
+        EXPECT_EQ(calls_of([&] { EXPECT_EQ(store(payload), (Outcome{-1, 15})); }), Calls{});
+        EXPECT_EQ(printed, "");
+        if (payload->tables[4].capacity == 0) kos_mem_free(data);
+    }
+    EXPECT_EQ(run(x_sensor_eeprom_store, nullptr), (Outcome{-1, 15}));
+    Payload payload({{4, "data"}});
+    std::uint8_t *const data = std::exchange(payload->tables[4].data, nullptr);
+    EXPECT_EQ(store(payload), (Outcome{-1, 15}));
+    payload->tables[4].data = data;
+    std::memcpy(payload->header[2], "s5l\0later", 10);
+    EXPECT_EQ(store(payload), success);
+}
+
+TEST_F(Store, WritesNothingWhenTheTablesDoNotFit) {
+    const struct {
+        std::size_t file_size;
+        int length;
+        int status;
+    } cases[] = {{1024, 1025, 14}, {1024, 1024, 13}, {1024, 800, 13},   {512, 257, 13},
+                 {256, 10, 13},    {100, 10, 13},    {40000, 12289, 13}};
+    std::string large = noise(16384, 9);
+    for (const auto &c : cases) {
+        Payload payload({{2, "x"}});
+        x_sensor_eeprom_table &table = payload->tables[2];
+        const auto own = std::exchange(table, {"t2", reinterpret_cast<uint8_t *>(large.data()), 16384, c.length});
+        erase(c.file_size);
+        EXPECT_EQ(store(payload), (Outcome{-1, c.status})) << c.file_size << " for " << c.length;
+        EXPECT_EQ(contents(), std::string(c.file_size, '\xff'));
+        table = own;
+    }
+}
+
+TEST_F(Store, ReadBackRefusesTablesOfZerosAndTooSmallBuffers) {
+    erase(1024);
+    const Payload zeros({{1, "first"}, {2, std::string(5, '\0')}});
+    std::memset(zeros->hash, 'h', 16);
+    EXPECT_EQ(store(zeros), (Outcome{-1, 12}));
+    EXPECT_EQ(zeros.hash(), std::string(16, 'h'));
+    EXPECT_EQ(contents().substr(0, 256), std::string(256, '\xff')) << "no header over tables that are not there";
+    EXPECT_EQ(load(zeros), (Outcome{-1, 12}));
+
+    Payload narrow({{1, "first"}, {2, "0123456789"}});
+    EXPECT_EQ(store(narrow), success);
+    narrow->tables[2].capacity = 9;
+    std::memset(narrow->tables[2].data, 'g', 10);
+    EXPECT_EQ(load(narrow), (Outcome{-1, 12}));
+    EXPECT_EQ(narrow->tables[2].length, 0);
+    EXPECT_EQ(std::memcmp(narrow->tables[2].data, "gggggggggg", 10), 0);
+}
+
+TEST_F(Store, SlotsDecideWhereATableIs) {
+    erase(1024);
+    EXPECT_EQ(store(Payload({{5, "gamma"}})), success);
+    Payload payload;
+    std::strcpy(payload.name(5).name, "renamed");
+    payload.name(6).length = 77;
+    EXPECT_EQ(load(payload), success);
+    EXPECT_EQ(payload.tables(), (Tables{{5, "gamma"}, {6, ""}}));
+}
+
+TEST_F(Store, HeaderTextsFillTheirFieldsAndNoMore) {
+    erase(512);
+    Payload payload({}, "0123456789012345678901234567890");
+    for (int id : {3, 4}) std::strcpy(payload->header[id], payload->header[1]);
+    std::strcpy(payload->header[2], "any version, 31 characters long");
+    std::memset(payload->hash, 7, 16);
+    EXPECT_EQ(run(x_sensor_eeprom_store_header, payload.get()), success);
+    Payload loaded;
+    EXPECT_EQ(load_header(loaded), success);
+    EXPECT_EQ(std::memcmp(loaded->header[1], payload->header[1], 4 * 32 + 16), 0);
+    EXPECT_EQ(check(payload.hash()), (Outcome{-1, 18}));
+    EXPECT_EQ(printed, "");
+
+    const std::string before = contents();
+    std::memset(payload->header[3], 'x', 32);
+    EXPECT_EQ(run(x_sensor_eeprom_store_header, payload.get()), (Outcome{-1, 13}));
+    EXPECT_EQ(contents(), before);
+}
+
+TEST_F(Store, EmptyHeaderSettingsAreReportedAsSuch) {
+    for (const int empty : {1, 2, 3, 4, 10}) {
+        erase(512);
+        Payload payload;
+        if (empty < 5) payload->header[empty][0] = '\0';
+        std::memset(payload->hash, empty == 10 ? 0 : 1, 16);
+        EXPECT_EQ(run(x_sensor_eeprom_store_header, payload.get()), success);
+        EXPECT_EQ(check(payload.hash()), (Outcome{-1, 4})) << empty;
+        EXPECT_EQ(load_header(payload), (Outcome{-1, 4})) << empty;
+    }
+}
+
+TEST_F(Store, ResetErasesAndAnErasedEepromHoldsNothing) {
+    erase(4096);
+    Payload payload({{0, "data"}});
+    ASSERT_EQ(store(payload), success);
+    EXPECT_EQ(run(x_sensor_eeprom_reset), success);
+    EXPECT_EQ(printed, "EEPROM size is: 4096\n");
+    EXPECT_EQ(contents(), std::string(4096, '\xff'));
+    EXPECT_EQ(check(payload.hash()), (Outcome{-1, 4}));
+    EXPECT_EQ(load(payload), success);
+    EXPECT_EQ(payload.tables(), (Tables{{0, ""}}));
+
+    const auto reset = [&] { return run(x_sensor_eeprom_reset); };
+    set_contents("kept");
+    EXPECT_EQ(with_fault({.name = "kos_mem_alloc"}, reset), (Outcome{-1, 0}));
+    EXPECT_EQ(with_fault({.name = "write"}, reset), (Outcome{-1, 0}));
+    EXPECT_EQ(contents(), "kept");
+}
+
+TEST_F(Store, EveryFailingCallIsReportedAndLeavesNothing) {
+    erase(1024);
+    const Tables tables{{0, "one"}, {9, "two"}};
+    const Payload first(tables);
+    ASSERT_EQ(store(first), success);
+    const std::string stored = contents(), hash = first.hash();
+    const std::pair<std::string, std::function<Outcome(const Payload &)>> operations[] = {
+        {"store", [&](const Payload &payload) { return store(payload); }},
+        {"store_header", [&](const Payload &payload) { return run(x_sensor_eeprom_store_header, payload.get()); }},
+        {"load", [&](const Payload &payload) { return load(payload); }},
+        {"load_header", [&](const Payload &payload) { return load_header(payload); }},
+        {"check_header", [&](const Payload &) { return check(hash); }}};
+    const std::map<std::string, std::vector<int>> statuses{{"access", {11, 12}},
+                                                           {"stat", {11}},
+                                                           {"open", {12, 13}},
+                                                           {"lseek", {12, 13}},
+                                                           {"read", {12}},
+                                                           {"write", {13}},
+                                                           {"kos_mem_alloc", {12}},
+                                                           {"kset_init", {12, 13}},
+                                                           {"kset_add_int", {12, 13}},
+                                                           {"kset_add_hex", {12, 13}},
+                                                           {"kset_add_string", {12}},
+                                                           {"kset_read", {12}},
+                                                           {"kset_set_int", {13}},
+                                                           {"kset_set_hex", {13}},
+                                                           {"kset_set_string", {13}},
+                                                           {"kset_write", {13}},
+                                                           {"kset_get_hex", {4, 12}},
+                                                           {"kset_get_string", {4, 18}}};
+    for (const auto &[name, operation] : operations) {
+        for (std::size_t nth = 1;; ++nth) {
+            set_contents(stored);
+            const Payload payload(tables);
+            std::memset(payload->hash, 1, 16);
+            const Remains before = remains();
+            const Outcome outcome = with_fault({.nth = nth}, [&] { return operation(payload); });
+            if (sim::fault_plan::injected() == 0) break;
+            EXPECT_EQ(remains(), before);
+            const std::string call = sim::fault_plan::log()[nth - 1];
+            const auto expected = statuses.find(call.substr(0, call.find('(')));
+            const std::vector<int> &allowed = expected == statuses.end() ? std::vector<int>{0} : expected->second;
+            EXPECT_EQ(outcome.ok(), allowed[0] == 0) << name << ": " << call;
+            EXPECT_EQ(std::count(allowed.begin(), allowed.end(), outcome.status), 1) << name << ": " << call << outcome;
+        }
+        set_contents(stored);
+        EXPECT_EQ(operation(first), success) << name << " after all failures";
+    }
+    std::filesystem::remove(file);
+    for (const auto &[name, operation] : operations) EXPECT_EQ(operation(first), (Outcome{-1, 11})) << name;
+    EXPECT_EQ(run(x_sensor_eeprom_reset), (Outcome{-1, 11}));
+}
+
+}  // namespace
+}  // namespace ostdrv::test
