@@ -13,6 +13,7 @@ void add_serial(CLI::App &app);
 void add_csr(CLI::App &app);
 void add_cert(CLI::App &app);
 void add_slot(CLI::App &app);
+void add_eeprom(CLI::App &app);
 
 }  // namespace ostdrv::tool
 

@@ -14,5 +14,6 @@ int main(int argc, char **argv) {
     add_csr(app);
     add_cert(app);
     add_slot(app);
+    add_eeprom(app);
     return run(app, argc, argv);
 }
