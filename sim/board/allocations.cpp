@@ -1,5 +1,6 @@
 // The allocator, as the fault plan sees it. Linked into tests only: no command needs a failing malloc.
 #include <cstdlib>
+#include <new>
 
 #include "core/fault_plan.hpp"
 #include "core/live_blocks.hpp"
@@ -38,3 +39,14 @@ void free(void *memory) noexcept {
 }
 
 }  // extern "C"
+
+// The library under test has no C++ allocations: these are the test's own.
+void *operator new(std::size_t size) {
+    const ostdrv::sim::Unseen unseen;
+    void *const memory = std::malloc(size ? size : 1);
+    if (!memory) throw std::bad_alloc();
+    return memory;
+}
+
+void operator delete(void *memory) noexcept { std::free(memory); }
+void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
