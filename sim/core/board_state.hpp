@@ -48,7 +48,7 @@ struct BoardDescription {
     int i2c_address = 0x60;  // seven bits
     int gpio_lines = 32;     // GPIO numbers 0 to 31
     int adc_channels = 8;
-    std::string lights = "panel,ring,flash";  // names of backlight devices
+    std::string lights = "panel,red,green,blue";  // names of backlight devices
 
     bool has_atecc() const { return chip == "any" || chip.starts_with("atecc"); }
     bool has_trustx() const { return chip == "any" || chip == "trustx"; }

@@ -187,17 +187,5 @@ TEST_F(Shell, WaitAsksAtOnceAndThenEveryQuarterOfASecond) {
     }
 }
 
-TEST_F(Shell, WaitFollowsARealProcess) {
-    const std::string name = "ost" + std::to_string(getpid());
-    std::filesystem::copy_file("/bin/sleep", path(name));
-    x_shell_exec_background("'%s' 60", path(name).c_str());
-    x_shell_wait_process(name.c_str(), 1);
-    const int pid = x_shell_get_process_pid(name.c_str());
-    ASSERT_GT(pid, 1);
-    kill(pid, SIGKILL);
-    x_shell_wait_process(name.c_str(), 0);
-    EXPECT_EQ(x_shell_get_process_pid(name.c_str()), -1);
-}
-
 }  // namespace
 }  // namespace ostdrv::test

@@ -201,20 +201,5 @@ TEST_F(GpioClass, AnotherProcessWakesAWaitOverLinesAndOtherDescriptors) {
     for (const int fd : {watches[0].fd, watches[3].fd, pipe_ends[0], pipe_ends[1]}) close(fd);
 }
 
-TEST_F(GpioClass, SurroundingsSetSamplesAndTemperatures) {
-    float temp = 0;
-    EXPECT_TRUE(sim::set_adc(3, 2048));
-    EXPECT_EQ(adc_read_impl(3), 2048);
-    for (const double celsius : {-20.0, 25.0, 60.0}) {
-        EXPECT_TRUE(sim::set_adc_temperature(3, {}, celsius));
-        EXPECT_EQ(ntc_temp_read(3, 10000, 3950, 10000, 4096, &temp), 0);
-        EXPECT_NEAR(temp, celsius, 0.05);
-    }
-    EXPECT_TRUE(sim::set_temperature(45.5));
-    EXPECT_EQ(ntc_sysfs_temp_read("/sys/class/thermal/thermal_zone0/temp", &temp), 0);
-    EXPECT_EQ(temp, 45.5f);
-    EXPECT_FALSE(sim::set_attribute("/etc/passwd", "x"));
-}
-
 }  // namespace
 }  // namespace ostdrv::test

@@ -7,6 +7,7 @@
 #include "launch.hpp"
 #include "program.hpp"
 #include "setup.hpp"
+#include "surroundings.hpp"
 
 namespace ostdrv::tool {
 namespace {
@@ -43,7 +44,8 @@ int main(int argc, char **argv) {
     CLI::App app(
         "Runs a command on a simulated board, without root. The board's state is kept in its directory.\n"
         "  ostdrv-sim [OPTIONS] -- COMMAND...\n"
-        "  ostdrv-sim [OPTIONS]                 prints what is fitted",
+        "  ostdrv-sim [OPTIONS]                 prints what is fitted\n"
+        "  ostdrv-sim [OPTIONS] SUBCOMMAND ...  changes what surrounds the board, also while a command runs",
         "ostdrv-sim");
     app.footer(
         "Exit status: the command's; 126 or 127 when it cannot be run; else 0 done, 1 failed, 2 bad usage.\n"
@@ -55,6 +57,7 @@ int main(int argc, char **argv) {
     BoardOptions options;
     add_board_options(app, options);
     add_fault_options(app);
+    add_surroundings(app, options);
     app.callback([&] {
         if (!app.get_subcommands().empty()) return;
         if (command != separator && !*command) throw BadUsage("a command is missing behind --");

@@ -45,6 +45,7 @@ sim::Board open_board(const BoardOptions &options) {
 
     if (options.reset && !is_new) {
         fs::remove_all(root / "fs");
+        fs::remove_all(root / "lines");
         remove_chip_states(root);
     }
     sim::Board board(root);

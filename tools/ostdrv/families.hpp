@@ -14,6 +14,10 @@ void add_csr(CLI::App &app);
 void add_cert(CLI::App &app);
 void add_slot(CLI::App &app);
 void add_eeprom(CLI::App &app);
+void add_gpio(CLI::App &app);
+void add_analog(CLI::App &app);
+void add_lights(CLI::App &app);
+void add_attr(CLI::App &app);
 
 }  // namespace ostdrv::tool
 

@@ -15,5 +15,9 @@ int main(int argc, char **argv) {
     add_cert(app);
     add_slot(app);
     add_eeprom(app);
+    add_gpio(app);
+    add_analog(app);
+    add_lights(app);
+    add_attr(app);
     return run(app, argc, argv);
 }

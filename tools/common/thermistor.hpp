@@ -1,0 +1,19 @@
+// The thermistor and its divider, as both programs take them.
+#ifndef OSTDRV_TOOLS_THERMISTOR_HPP
+#define OSTDRV_TOOLS_THERMISTOR_HPP
+
+#include "program.hpp"
+
+namespace ostdrv::tool {
+
+template <typename Thermistor>
+void add_thermistor(CLI::App &command, Thermistor &thermistor) {
+    add_number(command, "--r-nominal", thermistor.r_nominal, "Resistance at 25 degrees, in ohms, else 10000", 1);
+    add_number(command, "--beta", thermistor.beta, "Beta constant, in kelvin, else 3950", 1);
+    add_number(command, "--r-series", thermistor.r_series, "Resistor in the upper leg, in ohms, else 10000", 1);
+    add_number(command, "--full-scale", thermistor.full_scale, "Sample at full scale, else 4096", 1);
+}
+
+}  // namespace ostdrv::tool
+
+#endif
