@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <thread>
 
+#include "gpio/line_calls.hpp"
 #include "gpio_class.hpp"
 #include "world.hpp"
 
@@ -91,27 +92,14 @@ TEST_F(Edges, AnEdgeBeforeTheWaitDoesNotFire) {
 
 TEST_F(Edges, SingleWaitMakesExactlyTheseSystemCalls) {
     x_gpio_util_edge(7, 1);
-    const std::string asks = "access(" + line7 + ")";
-    const Calls set_up{asks,
-                       asks,
-                       asks,
-                       "open(" + line7 + "/direction)",
-                       "read(1)",
-                       "close()",
-                       asks,
-                       "open(" + line7 + "/edge)",
-                       "write(4 'both')",
-                       "close()",
-                       "open(" + line7 + "/value)",
-                       "lseek(0)",
-                       "read(1)"};
-    Calls timed_out = set_up, fired = set_up;
-    timed_out.insert(timed_out.end(), {"poll(1, 0)", "close()"});
-    fired.insert(fired.end(), {"poll(1, 5000)", "lseek(0)", "read(1)", "close()"});
-
-    EXPECT_EQ(calls_of([&] { EXPECT_EQ(x_gpio_util_poll(7, 2, 0, &value), 1); }), timed_out);
+    const std::string set_up =
+        "access(~) access(~) access(~) open(~/direction) read(1) close() access(~) open(~/edge) write(4 'both') "
+        "close() "
+        "open(~/value) lseek(0) read(1) ";
+    const auto look = [&] { EXPECT_EQ(x_gpio_util_poll(7, 2, 0, &value), 1); };
+    EXPECT_EQ(line_calls(calls_of(look), line7), set_up + "poll(1, 0) close()");
     EXPECT_EQ(during_wait([&] { return x_gpio_util_poll(7, 2, 5000, &value); }, [] { drive_line(7, true); }), 0);
-    EXPECT_EQ(sim::fault_plan::log(), fired);
+    EXPECT_EQ(line_calls(sim::fault_plan::log(), line7), set_up + "poll(1, 5000) lseek(0) read(1) close()");
 }
 
 TEST_F(Edges, SingleWaitTellsATimeoutFromAFailure) {
