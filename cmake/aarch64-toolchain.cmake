@@ -13,6 +13,12 @@ set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
 
+# zlib's arm64 development package would bring the arm64 C library's along, and that replaces packages of the host. The
+# header is the host's anyway.
+if(NOT EXISTS /usr/lib/aarch64-linux-gnu/libz.so)
+  set(ZLIB_LIBRARY /usr/lib/aarch64-linux-gnu/libz.so.1 CACHE FILEPATH "zlib for AArch64")
+endif()
+
 find_program(OSTDRV_QEMU_AARCH64 NAMES qemu-aarch64 qemu-aarch64-static)
 if(OSTDRV_QEMU_AARCH64)
   set(CMAKE_CROSSCOMPILING_EMULATOR ${OSTDRV_QEMU_AARCH64})

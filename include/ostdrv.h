@@ -430,7 +430,8 @@ void x_sensor_eeprom_payload_free(x_sensor_eeprom_payload *payload);
 
 /* ---- MD5 -------------------------------------------------------------------------------------------------------- */
 
-/* MD5 as RFC 1321 defines it, in pieces. A context is the caller's, valid from init to finalise; nothing is allocated. */
+/* MD5 as RFC 1321 defines it, in pieces. A context is the caller's, valid from init to finalise; nothing is allocated.
+ */
 
 typedef struct x_sensor_eeprom_md5_ctx {
     uint32_t state[4];  /* the chaining values */
@@ -705,8 +706,8 @@ int tpm_init_config(const uint8_t *config);
  * back), anything else for layout 0 (compressed, to be rebuilt over the PEM files, which must be kept).
  *
  * Certificates are X.509 (RFC 5280) with a P-256 key and an ecdsa-with-SHA256 signature (RFC 5758), at most 1024 bytes.
- * On layout 1 the to-be-signed part is at most 416 bytes for the signer and 360 for the device. On an ATECC the PEM file
- * itself is at most 1024 bytes.
+ * On layout 1 the to-be-signed part is at most 416 bytes for the signer and 360 for the device. On an ATECC the PEM
+ * file itself is at most 1024 bytes.
  */
 
 /* One storage scheme: its operations in the order of the entry points below, null where it has none. */
@@ -884,9 +885,9 @@ int tpm_octet_string_to_pem_file(const char *path, const uint8_t *data, size_t l
  * b64chars count, up to the next '-': line ends and blanks do not matter, and the footer is not looked at.
  *
  * Status 0; 3 for a null path or out, or a capacity below 2; 5 when memory ran out, or for a certificate file of more
- * than 1610612733 bytes, whose text could not be counted in 32 bits; 8 when the file cannot be opened or read, or begins
- * otherwise; 17 when the text does not decode or the capacity is too small. What a file grows by while it is read is
- * not read. *out_len is untouched unless 0, and so is out, but for what a failed decoding (17) may leave in it.
+ * than 1610612733 bytes, whose text could not be counted in 32 bits; 8 when the file cannot be opened or read, or
+ * begins otherwise; 17 when the text does not decode or the capacity is too small. What a file grows by while it is
+ * read is not read. *out_len is untouched unless 0, and so is out, but for what a failed decoding (17) may leave in it.
  */
 int tpm_pem_file_to_octet_string(const char *path, uint8_t *out, size_t *out_len);
 

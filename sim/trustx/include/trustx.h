@@ -61,8 +61,8 @@ int trustX_verify(const uint8_t *public_key, const uint8_t *data, size_t data_le
                   size_t signature_length);
 
 /*
- * RFC 4648 with padding, in one unbroken run without a terminator. The decoder takes exactly that and nothing else. Both
- * fail when the capacity does not suffice, with nothing delivered.
+ * RFC 4648 with padding, in one unbroken run without a terminator. The decoder takes exactly that and nothing else.
+ * Both fail when the capacity does not suffice, with nothing delivered.
  */
 int trustX_encodeBase64(char *text, size_t capacity, size_t *text_length, const uint8_t *bytes, size_t length);
 int trustX_decodeBase64(uint8_t *bytes, size_t capacity, size_t *bytes_length, const char *text, size_t length);

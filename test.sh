@@ -1,0 +1,127 @@
+#!/usr/bin/env bash
+# Builds and tests everything. Run "./test.sh --help".
+set -uo pipefail
+cd "$(dirname "$0")" || exit 2
+
+usage() {
+    cat <<'END'
+Usage: ./test.sh [JOB...]
+
+  --default    build and run all tests (the job when none is named)
+  --asan       the same with AddressSanitizer and UndefinedBehaviorSanitizer
+  --clang      the same with clang
+  --aarch64    the same as AArch64 code, run by qemu-user
+  --coverage   the same, and print how much of src/ the tests reach
+  --format     check the formatting
+  --analysis   --format, clang-tidy and cppcheck
+  --all        all of these
+
+Installs what is missing with apt-get on Debian 12, as root or through sudo. Each job builds in build/<preset>.
+The last line counts the tests and checks of all jobs; the exit status is 0 when none failed.
+END
+}
+
+jobs=$(nproc)
+passed=0 failed=0 skipped=0
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+
+headline() { printf '\n== %s\n' "$*"; }
+
+# One check that is no test of ctest: a headline, a command, one count.
+check() {
+    headline "$1"
+    if "${@:2}"; then
+        passed=$((passed + 1))
+    else
+        echo "FAILED: $1"
+        failed=$((failed + 1))
+    fi
+}
+
+build() { cmake --preset "$1" >"$log" 2>&1 || { cat "$log"; return 1; }; cmake --build --preset "$1" -j "$jobs"; }
+
+# Adds ctest's own count to ours.
+count_tests() {
+    local failures total not_run
+    read -r failures total < <(sed -n 's/.*tests passed, \([0-9]*\) tests\{0,1\} failed out of \([0-9]*\).*/\1 \2/p' "$log")
+    not_run=$(grep -c '\*\*\*Skipped' "$log")
+    if [[ -z ${total:-} || $total == 0 ]]; then
+        echo "FAILED: no test ran"
+        failed=$((failed + 1))
+        return
+    fi
+    passed=$((passed + total - failures - not_run)) failed=$((failed + failures)) skipped=$((skipped + not_run))
+}
+
+suite() {
+    headline "tests, preset $1"
+    if build "$1"; then
+        ctest --preset "$1" -j "$jobs" 2>&1 | tee "$log"
+        count_tests
+    else
+        echo "FAILED: preset $1 does not build"
+        failed=$((failed + 1))
+    fi
+}
+
+sources() { git ls-files '*.c' '*.cpp' '*.h' '*.hpp'; }
+
+check_format() { sources | xargs clang-format --dry-run -Werror; }
+
+check_tidy() {
+    build default >/dev/null &&
+        git ls-files 'src/*.cpp' 'sim/*.cpp' 'tools/*.cpp' |
+        xargs -P "$jobs" -n 4 clang-tidy -p build/default --quiet --warnings-as-errors='*' 2>"$log" || { cat "$log"; false; }
+}
+
+# No suppressions: what cppcheck gets wrong is said beside the line, with the reason.
+check_cppcheck() {
+    build default >/dev/null &&
+        cppcheck --project=build/default/compile_commands.json --file-filter='src/*' --file-filter='sim/*' \
+            --file-filter='tools/*' -j "$jobs" --enable=warning,performance,portability --inline-suppr \
+            --error-exitcode=1 --quiet
+}
+
+run_coverage() {
+    find build/coverage -name '*.gcda' -delete 2>/dev/null
+    suite coverage
+    gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches --sort-uncovered \
+        --gcov-ignore-parse-errors build/coverage
+}
+
+selected=()
+for option in "$@"; do
+    case $option in
+        --default | --asan | --clang | --aarch64 | --coverage | --format | --analysis) selected+=("${option#--}") ;;
+        --all) selected=(default asan clang aarch64 coverage analysis) ;;
+        -h | --help) usage && exit 0 ;;
+        *) usage >&2 && exit 2 ;;
+    esac
+done
+[[ ${#selected[@]} -gt 0 ]] || selected=(default)
+
+needs=(build)
+for job in "${selected[@]}"; do
+    case $job in
+        clang | coverage | aarch64) needs+=("$job") ;;
+        format | analysis) needs+=(analysis) ;;
+    esac
+done
+tools/install-packages.sh "${needs[@]}" || exit 2
+
+for job in "${selected[@]}"; do
+    case $job in
+        coverage) run_coverage ;;
+        format) check formatting check_format ;;
+        analysis)
+            check formatting check_format
+            check clang-tidy check_tidy
+            check cppcheck check_cppcheck
+            ;;
+        *) suite "$job" ;;
+    esac
+done
+
+printf '\n%d passed, %d failed, %d skipped\n' "$passed" "$failed" "$skipped"
+[[ $failed == 0 ]]

@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that a job needs and that are missing.
+#
+#   tools/install-packages.sh build|clang|analysis|coverage|aarch64...
+set -euo pipefail
+
+packages_for() {
+    case $1 in
+        build)
+            echo g++ cmake ninja-build pkg-config libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev \
+                libssl-dev openssl zlib1g-dev procps
+            ;;
+        clang) echo clang ;;
+        analysis) echo clang-format clang-tidy cppcheck ;;
+        coverage) echo gcovr ;;
+        aarch64)
+            echo g++-aarch64-linux-gnu qemu-user libstdc++6:arm64 zlib1g:arm64 libssl-dev:arm64 libgtest-dev:arm64
+            ;;
+        *)
+            echo "$0: no job is called \"$1\"" >&2
+            exit 2
+            ;;
+    esac
+}
+
+# A name without an architecture means the machine's own, or none.
+is_installed() {
+    local architecture=$native
+    [[ $1 != *:* ]] || architecture=${1#*:}
+    dpkg-query -W -f '${Architecture} ${db:Status-Status}\n' "$1" 2>/dev/null |
+        grep -Eqx "($architecture|all) installed"
+}
+
+as_root() {
+    if [[ $(id -u) == 0 ]]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+packages=""
+for job in "$@"; do packages+=" $(packages_for "$job")"; done
+if ! command -v dpkg-query >/dev/null; then
+    echo "not a Debian system; these are needed:$packages" >&2
+    exit 0
+fi
+
+native=$(dpkg --print-architecture)
+missing=()
+for package in $packages; do is_installed "$package" || missing+=("$package"); done
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+echo "installing ${missing[*]}"
+if [[ " ${missing[*]} " == *:arm64* ]]; then as_root dpkg --add-architecture arm64; fi
+export DEBIAN_FRONTEND=noninteractive
+as_root apt-get -q update
+# What the machine has is never given up for what is missing.
+as_root apt-get -q install -y --no-install-recommends --no-remove "${missing[@]}"
