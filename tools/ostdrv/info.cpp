@@ -87,6 +87,19 @@ void print_row(const std::string &name, const std::string &text) {
     std::cout << name << std::string(name.size() < 18 ? 18 - name.size() : 1, ' ') << text << "\n";
 }
 
+std::string locked_slots(const Json &slots) {
+    std::string numbers;
+    for (const Json &slot : slots)
+        if (slot["locked"].get<bool>()) numbers += (numbers.empty() ? "" : " ") + slot["slot"].dump();
+    return numbers.empty() ? "none" : numbers;
+}
+
+std::string object_text(const Json &object) {
+    const std::string text = shown(object["locked"]) + ", " + shown(object["kind"]);
+    if (!object.contains("length")) return text;
+    return text + (object["length"] == 0 ? ", empty" : " of " + object["length"].dump() + " bytes");
+}
+
 void print_text(const Json &info) {
     static constexpr std::pair<const char *, const char *> rows[] = {{"chip", "chip"},
                                                                      {"model", "model"},
@@ -97,12 +110,9 @@ void print_text(const Json &info) {
                                                                      {"serial_number", "serial number"}};
     for (const auto &[key, name] : rows)
         if (info.contains(key)) print_row(name, shown(info[key]));
-    for (const Json &slot : info.value("slots", Json::array()))
-        print_row("slot " + slot["slot"].dump(), shown(slot["locked"]));
+    if (info.contains("slots")) print_row("locked slots", locked_slots(info["slots"]));
     for (const Json &object : info.value("objects", Json::array()))
-        print_row("object " + shown(object["object"]),
-                  shown(object["locked"]) + ", " + shown(object["kind"]) +
-                      (object.contains("length") ? " of " + object["length"].dump() + " bytes" : ""));
+        print_row("object " + shown(object["object"]), object_text(object));
 }
 
 }  // namespace

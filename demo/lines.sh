@@ -1,0 +1,1 @@
+lines_story() { :; }
