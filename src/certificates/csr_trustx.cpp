@@ -42,16 +42,15 @@ uint8_t trustx_csr_signature_template[87] = {
 
 namespace {
 
-constexpr size_t template_size = sizeof trustx_csr_signable_template;
-constexpr size_t template_end = sizeof trustx_csr_signature_template;
+constexpr size_t signable_size = sizeof trustx_csr_signable_template;
 
 // Places in the request.
 constexpr size_t signable_at = 3;
 constexpr size_t name_at = 22, name_size = 17;
 constexpr size_t key_at = 83, key_size = 66;
-constexpr size_t algorithm_at = signable_at + template_size;
+constexpr size_t algorithm_at = signable_at + signable_size;
 constexpr size_t signature_at = 168, signature_capacity = 70;
-constexpr size_t request_capacity = algorithm_at + template_end;
+constexpr size_t request_capacity = algorithm_at + sizeof trustx_csr_signature_template;
 static_assert(signature_at + signature_capacity == request_capacity);
 
 // Of the SubjectPublicKeyInfo that key generation leaves in the chip.
@@ -87,7 +86,7 @@ bool fill_in_public_key(uint8_t *request) {
 bool fill_in_signature(uint8_t *request, uint16_t *length) {
     uint8_t digest[32], signature[1024];
     *length = sizeof signature;
-    if (trustX_sha256(request + signable_at, template_size, digest, 0) != 0 ||
+    if (trustX_sha256(request + signable_at, signable_size, digest, 0) != 0 ||
         optiga_crypt_ecdsa_sign(digest, sizeof digest, OPTIGA_KEY_STORE_ID_E0F1, signature, length) != 0 ||
         *length > signature_capacity)
         return false;
