@@ -82,13 +82,13 @@ int read_verified(uint16_t object, uint8_t *buffer, const uint8_t *issuer_key, P
 int trustx_verify_cert_chain(const uint8_t *ca_public_key, const char *const *, uint8_t *is_verified) {
     if (!ca_public_key || !is_verified) return status_argument;
 
-    uint8_t certificate[largest_certificate] = {}, signer_key[64] = {};
+    uint8_t certificate[largest_certificate] = {}, public_key[64] = {};
     Parts parts;
     int status = read_verified(signer_cert, certificate, ca_public_key, &parts);
     if (status != 0) return status;
-    if (!copy_public_key(parts.tbs, signer_key)) return status_certificate;
+    if (!copy_public_key(parts.tbs, public_key)) return status_certificate;
 
-    status = read_verified(device_cert, certificate, signer_key, &parts);
+    status = read_verified(device_cert, certificate, public_key, &parts);
     if (status != 0) return status;
     *is_verified = 1;
     return status_ok;

@@ -19,7 +19,7 @@ constexpr char background_suffix[] = ") > /dev/null 2>&1 &";
 constexpr char merge_errors[] = " 2>&1";
 constexpr useconds_t query_interval = 250000;
 
-bool format_text(char *text, size_t size, const char *format, va_list args) {
+[[gnu::format(printf, 3, 0)]] bool format_text(char *text, size_t size, const char *format, va_list args) {
     return vsnprintf(text, size, format, args) >= 0;
 }
 

@@ -2,7 +2,7 @@
 #ifndef OSTDRV_SENSOR_EEPROM_SETTINGS_HPP
 #define OSTDRV_SENSOR_EEPROM_SETTINGS_HPP
 
-#include <ranges>
+#include <cstddef>
 
 #include "ostdrv.h"
 
@@ -29,11 +29,44 @@ extern const EepromHeaderFields eeprom_header_fields;
 constexpr int data_id(int slot) { return slot + 1; }
 constexpr int size_id(int slot) { return slot + 1 + X_SENSOR_EEPROM_TABLES; }
 
-// The slots that hold a table, in order.
-inline auto named_slots(const x_sensor_eeprom_table *tables) {
-    return std::views::iota(0, int{X_SENSOR_EEPROM_TABLES}) |
-           std::views::filter([tables](int slot) { return tables[slot].name[0] != '\0'; });
-}
+// The slots that hold a table, in order. (The library's filter view would do, were clang 14 able to compile it.)
+class NamedSlots {
+ public:
+    explicit NamedSlots(const x_sensor_eeprom_table *tables) : tables_(tables) {}
+
+    class Iterator {
+     public:
+        using value_type = int;
+        using difference_type = std::ptrdiff_t;
+        Iterator() = default;
+        Iterator(const x_sensor_eeprom_table *tables, int slot) : tables_(tables), slot_(slot) { skip_unnamed(); }
+        int operator*() const { return slot_; }
+        Iterator &operator++() {
+            ++slot_;
+            skip_unnamed();
+            return *this;
+        }
+        Iterator operator++(int) {
+            const Iterator here = *this;
+            ++*this;
+            return here;
+        }
+        bool operator==(const Iterator &other) const { return slot_ == other.slot_; }
+
+     private:
+        void skip_unnamed() {
+            while (slot_ < X_SENSOR_EEPROM_TABLES && tables_[slot_].name[0] == '\0') ++slot_;
+        }
+        const x_sensor_eeprom_table *tables_ = nullptr;
+        int slot_ = 0;
+    };
+    Iterator begin() const { return {tables_, 0}; }
+    Iterator end() const { return {tables_, X_SENSOR_EEPROM_TABLES}; }
+
+ private:
+    const x_sensor_eeprom_table *tables_;
+};
+inline NamedSlots named_slots(const x_sensor_eeprom_table *tables) { return NamedSlots(tables); }
 
 // Failures of an operation, before the settings store is open and while it is: what the operation returns.
 int fail(int *status, int code);
