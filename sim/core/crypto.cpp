@@ -72,7 +72,9 @@ std::optional<Digest> sha256(ByteView data) {
     return digest;
 }
 
-std::optional<PrivateKey> p256_generate() { return private_number(Key(EVP_EC_gen("prime256v1"))); }
+std::optional<PrivateKey> p256_generate() {
+    return private_number(Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "prime256v1")));
+}
 
 std::optional<PublicKey> p256_public_key(const PrivateKey &key) {
     const Group group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));

@@ -85,7 +85,8 @@ std::optional<std::map<unsigned, Entry>> entries_of(ByteView image) {
         const Kind kind{rest[2]};
         const std::size_t length = little_endian(rest.subspan(3, 2));
         rest = rest.subspan(entry_header_size);
-        if (length > rest.size() || !entries.try_emplace(id, kind, rest.first(length)).second) return std::nullopt;
+        if (length > rest.size() || !entries.try_emplace(id, Entry{kind, rest.first(length)}).second)
+            return std::nullopt;
         rest = rest.subspan(length);
     }
     return entries;

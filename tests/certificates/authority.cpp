@@ -110,7 +110,7 @@ Element element_at(const Bytes &der, std::size_t offset) {
 
 Authority::Authority(const std::string &common_name) : name_(common_name) {
     sim::Unseen unseen;
-    key_ = {EVP_EC_gen("P-256"), EVP_PKEY_free};
+    key_ = {EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"), EVP_PKEY_free};
     must(key_ != nullptr, "key generation");
 }
 
