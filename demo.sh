@@ -56,7 +56,7 @@ fi
 
 if [[ -z $programs ]]; then
     programs=$root/build/release
-    "$root/scripts/install-packages" || exit 1
+    "$root/tools/install-packages.sh" build || exit 1
     echo 'Building (log: build/demo-build.log) ...'
     mkdir -p "$root/build"
     (cd "$root" && cmake --preset release &&

@@ -23,7 +23,9 @@ void add_board_options(CLI::App &app, BoardOptions &options) {
     app.add_option("-c,--chip", options.chip, "Fit this secure element; another than the fitted one is a blank one")
         ->type_name("CHIP")
         ->check(CLI::IsMember({"atecc508a", "atecc608a", "trustx", "none"}));
-    app.add_flag("--usb,!--i2c", options.usb, "Fit the ATECC on the USB kit, or back on the I2C bus");
+    app.add_flag_function(
+        "--usb,!--i2c", [&options](std::int64_t count) { options.usb = count > 0; },
+        "Fit the ATECC on the USB kit, or back on the I2C bus");
     app.add_flag("--reset", options.reset, "Make the board and its chips blank again");
 }
 

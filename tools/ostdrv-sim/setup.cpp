@@ -39,7 +39,7 @@ sim::Board open_board(const BoardOptions &options) {
     setenv("OSTDRV_SIM_ROOT", root.c_str(), 1);
     const bool is_new = !fs::exists(root / "board");
     sim::BoardDescription description = sim::BoardDescription::load();
-    const std::string fitted = description.chip;
+    const sim::BoardDescription fitted = description;
     if (is_new) description.chip = "atecc608a";
     apply(options, description);
 
@@ -49,8 +49,12 @@ sim::Board open_board(const BoardOptions &options) {
         remove_chip_states(root);
     }
     sim::Board board(root);
-    if (!is_new && description.chip != fitted) change_chip(board);
-    board.fit(description);
+    if (!is_new && description.chip != fitted.chip) change_chip(board);
+    // What its owner has put into the device tree stays as long as nothing else is fitted.
+    if (is_new || options.reset || description.chip != fitted.chip || description.usb != fitted.usb)
+        board.fit(description);
+    // A device looks for its ATECC on the I2C bus only. One that has the kit has been told so.
+    if (description.usb) board.put("/mnt/settings/atecc", "");
     return board;
 }
 
