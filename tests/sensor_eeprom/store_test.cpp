@@ -222,7 +222,7 @@ TEST_F(Store, EveryFailingCallIsReportedAndLeavesNothing) {
             const Payload payload(tables);
             std::memset(payload->hash, 1, 16);
             const Remains before = remains();
-            const Outcome outcome = with_fault({.nth = nth}, [&] { return operation(payload); });
+            const Outcome outcome = with_fault({.nth = nth}, [&, &action = operation] { return action(payload); });
             if (sim::fault_plan::injected() == 0) break;
             EXPECT_EQ(remains(), before);
             const std::string call = sim::fault_plan::log()[nth - 1];
