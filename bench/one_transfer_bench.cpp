@@ -40,7 +40,9 @@ struct Place {
 
 }  // namespace
 
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wnonnull-compare"
+#endif
 extern "C" {
 
 int open(const char *path, int flags, ...) {
