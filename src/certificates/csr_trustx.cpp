@@ -54,6 +54,7 @@ constexpr size_t request_capacity = algorithm_at + sizeof trustx_csr_signature_t
 static_assert(signature_at + signature_capacity == request_capacity);
 
 // Of the SubjectPublicKeyInfo that key generation leaves in the chip.
+constexpr auto key_object = static_cast<optiga_key_id_t>(0xE0F1);
 constexpr uint16_t public_key_object = 0xF1D6;
 constexpr size_t key_info_size = 91, key_info_point_at = 25;
 
@@ -87,7 +88,7 @@ bool fill_in_signature(uint8_t *request, uint16_t *length) {
     uint8_t digest[32], signature[1024];
     *length = sizeof signature;
     if (trustX_sha256(request + signable_at, signable_size, digest, 0) != 0 ||
-        optiga_crypt_ecdsa_sign(digest, sizeof digest, OPTIGA_KEY_STORE_ID_E0F1, signature, length) != 0 ||
+        optiga_crypt_ecdsa_sign(digest, sizeof digest, key_object, signature, length) != 0 ||
         *length > signature_capacity)
         return false;
 
@@ -127,7 +128,8 @@ int tpm_cert_gencsr_trustx(const char *path) {
 
     char base64[base64_capacity];
     size_t length = 0;
-    if (trustX_encodeBase64(base64, sizeof base64, &length, request, signature_at + signature_length) != 0)
+    if (trustX_encodeBase64(base64, sizeof base64, &length, request, signature_at + signature_length) != 0 ||
+        length > sizeof base64)
         return status_too_large;
 
     char text[sizeof trustx_csr_header_template + base64_capacity + base64_capacity / line_length +

@@ -60,7 +60,8 @@ int tpm_octet_string_to_pem_file(const char *path, const uint8_t *data, size_t l
     const ScratchMemory text(capacity);
     if (!text) return status_buffer;
     size_t length = 0;
-    if (trustX_encodeBase64(text.text(), capacity, &length, data, len) != 0) return status_too_large;
+    if (trustX_encodeBase64(text.text(), capacity, &length, data, len) != 0 || length > capacity)
+        return status_too_large;
 
     Stream file(path, "wb");
     if (!file) return status_file;
