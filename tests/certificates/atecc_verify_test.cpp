@@ -161,5 +161,25 @@ TEST_F(AteccChain, NoFlippedBitOfTheStoredChainIsVerified) {
     std::cout << flipped << " flipped bits, none verified\n";
 }
 
+// On layout 0 the chip holds the two signatures and the signer's key.
+TEST_F(AteccChain, NoFlippedBitOfTheCompressedChainIsVerified) {
+    save_chain();
+    const std::string signer_path = path("signercert.cert");
+    const std::string device_path = path("devcert.cert");
+    const char *const paths[] = {signer_path.c_str(), device_path.c_str()};
+    ASSERT_EQ(verify(root.public_key(), paths), sound);
+    const auto stored = sim::look_into_atecc();
+    int flipped = 0;
+    for (const unsigned slot : {9u, 10u, 11u})
+        for (unsigned bit = 0; bit < 64 * 8; bit += 3, ++flipped) {
+            sim::change_atecc([&](sim::AteccState &chip) {
+                chip = stored;
+                chip.slot(slot)[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
+            });
+            EXPECT_NE(verify(root.public_key(), paths).verified, 1) << "slot " << slot << ", bit " << bit;
+        }
+    std::cout << flipped << " flipped bits, none verified\n";
+}
+
 }  // namespace
 }  // namespace ostdrv::test
