@@ -10,19 +10,10 @@
 #include <memory>
 
 #include "der.hpp"
+#include "owned.hpp"
 
 namespace ostdrv::sim {
 namespace {
-
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T *object) const {
-        release(object);
-    }
-};
-template <typename T, auto release>
-using Owned = std::unique_ptr<T, Release<release>>;
 
 using Number = Owned<BIGNUM, BN_clear_free>;
 using Group = Owned<EC_GROUP, EC_GROUP_free>;

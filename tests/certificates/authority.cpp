@@ -14,23 +14,16 @@
 #include <stdexcept>
 
 #include "core/fault_plan.hpp"
+#include "core/owned.hpp"
 
 namespace ostdrv::test {
 namespace {
 
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T *object) const {
-        release(object);
-    }
-};
-template <typename T, auto release>
-using Owner = std::unique_ptr<T, Release<release>>;
+using sim::Owned;
 
-using Certificate = Owner<X509, X509_free>;
-using Stream = Owner<BIO, BIO_free>;
-using PublicHalf = Owner<EVP_PKEY, EVP_PKEY_free>;
+using Certificate = Owned<X509, X509_free>;
+using Stream = Owned<BIO, BIO_free>;
+using PublicHalf = Owned<EVP_PKEY, EVP_PKEY_free>;
 
 // Nothing here is allowed to fail: a broken helper is a broken test.
 void must(bool ok, const char *what) {
@@ -44,7 +37,7 @@ PublicHalf key_from(const PublicKey &point) {
     OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group, 0),
                                OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, octets, sizeof octets),
                                OSSL_PARAM_construct_end()};
-    Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
+    Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
     EVP_PKEY *key = nullptr;
     must(EVP_PKEY_fromdata_init(context.get()) == 1 &&
              EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_PUBLIC_KEY, parameters) == 1,
@@ -60,7 +53,7 @@ void add_name(X509_NAME *name, const char *field, const std::string &text) {
 }
 
 void add_extension(X509 *certificate, X509V3_CTX *context, int nid, const std::string &value) {
-    Owner<X509_EXTENSION, X509_EXTENSION_free> extension(X509V3_EXT_conf_nid(nullptr, context, nid, value.c_str()));
+    Owned<X509_EXTENSION, X509_EXTENSION_free> extension(X509V3_EXT_conf_nid(nullptr, context, nid, value.c_str()));
     must(extension && X509_add_ext(certificate, extension.get(), -1) == 1, "extension");
 }
 
@@ -144,7 +137,7 @@ Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key,
     const auto make = [&](int serial_length, std::size_t padding) {
         Certificate certificate(X509_new());
         Bytes serial(static_cast<std::size_t>(serial_length), 0x5a);
-        Owner<BIGNUM, BN_free> number(BN_bin2bn(serial.data(), serial_length, nullptr));
+        Owned<BIGNUM, BN_free> number(BN_bin2bn(serial.data(), serial_length, nullptr));
         must(X509_set_version(certificate.get(), X509_VERSION_3) == 1 &&
                  BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate.get())) &&
                  ASN1_TIME_set_string(X509_getm_notBefore(certificate.get()), "20240101000000Z") == 1 &&
@@ -183,7 +176,7 @@ Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key,
 
 Bytes Authority::sign(const Bytes &data) const {
     sim::Unseen unseen;
-    Owner<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
+    Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
     std::uint8_t signature[80];
     std::size_t size = sizeof signature;
     must(EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, key_.get()) == 1 &&
@@ -239,7 +232,7 @@ bool signed_by(const Bytes &certificate, const PublicKey &issuer) {
 bool request_is_sound(const Bytes &request, const std::string &common_name, const PublicKey &key) {
     sim::Unseen unseen;
     const std::uint8_t *position = request.data();
-    Owner<X509_REQ, X509_REQ_free> parsed(d2i_X509_REQ(nullptr, &position, static_cast<long>(request.size())));
+    Owned<X509_REQ, X509_REQ_free> parsed(d2i_X509_REQ(nullptr, &position, static_cast<long>(request.size())));
     if (!parsed || position != request.data() + request.size()) return false;
     EVP_PKEY *const inside = X509_REQ_get0_pubkey(parsed.get());
     X509_NAME *const subject = X509_REQ_get_subject_name(parsed.get());
