@@ -123,7 +123,7 @@ TEST_F(Lights, FailuresCloseTheDescriptor) {
 
 TEST_F(Lights, LedHasNoFilesOnThisBoardAndGivesWayToTheApplications) {
     EXPECT_EQ(calls_of([] {
-                  for (const unsigned colour : {0, 1, 2, 3, 255})
+                  for (const unsigned colour : {0u, 1u, 2u, 3u, 255u})
                       EXPECT_EQ(led_drive_set_value(static_cast<uint8_t>(colour), 50), -1);
               }),
               Calls{});

@@ -5,7 +5,7 @@
 namespace ostdrv::test {
 namespace {
 
-constexpr std::uint16_t serial_object = 0xF1D0, public_key_object = 0xF1D6, key_object = 0xE0F1;
+constexpr std::uint16_t public_key_object = 0xF1D6, key_object = 0xE0F1;
 
 class CsrTrustx : public TrustxWorld {
  protected:
