@@ -58,6 +58,7 @@ class Chip {
 
     bool readable(unsigned zone, unsigned slot) const;
     bool writable(unsigned zone, unsigned slot, std::size_t offset, std::size_t length) const;
+    ATCA_STATUS write_blocks(std::span<std::uint8_t> to, ByteView from);
     std::span<std::uint8_t> bytes_of(unsigned zone, unsigned slot) const;
     std::optional<PrivateKey> private_key(unsigned slot) const;
 };

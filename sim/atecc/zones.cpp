@@ -2,9 +2,13 @@
 #include <algorithm>
 
 #include "chip.hpp"
+#include "core/fault_plan.hpp"
 
 namespace ostdrv::sim {
 namespace {
+
+// Data goes over the wire in blocks of this size.
+constexpr std::size_t block_size = 32;
 
 // What a write may reach in the configuration zone: not the serial number, revision and interface bytes, not the locks.
 constexpr std::size_t settings_begin = 16, settings_end = 84, options_begin = 90;
@@ -55,15 +59,30 @@ ATCA_STATUS Chip::write(unsigned zone, unsigned slot, std::size_t offset, ByteVi
     if (const ATCA_STATUS status = zone_size(zone, slot, size)) return status;
     if (!within(size, offset, bytes.size()) || offset % 4 != 0 || bytes.size() % 4 != 0) return ATCA_BAD_PARAM;
     if (!writable(zone, slot, offset, bytes.size())) return ATCA_EXECUTION_ERROR;
-    std::ranges::copy(bytes, bytes_of(zone, slot).begin() + static_cast<std::ptrdiff_t>(offset));
+    return write_blocks(bytes_of(zone, slot).subspan(offset, bytes.size()), bytes);
+}
+
+// Each block is kept as soon as the chip has it: power may be cut before the next.
+ATCA_STATUS Chip::write_blocks(std::span<std::uint8_t> to, ByteView from) {
+    while (from.size() > block_size) {
+        std::ranges::copy(from.first(block_size), to.begin());
+        if (fault_plan::active) {
+            if (!state_.save()) return ATCA_GEN_FAIL;
+            fault_plan::block_written();
+        }
+        to = to.subspan(block_size);
+        from = from.subspan(block_size);
+    }
+    std::ranges::copy(from, to.begin());
     return ATCA_SUCCESS;
 }
 
 ATCA_STATUS Chip::write_config(std::span<const std::uint8_t, 128> image) {
     if (config_locked()) return ATCA_EXECUTION_ERROR;
-    std::copy(image.begin() + settings_begin, image.begin() + settings_end, state_.config.begin() + settings_begin);
-    std::copy(image.begin() + options_begin, image.end(), state_.config.begin() + options_begin);
-    return ATCA_SUCCESS;
+    const std::span config(state_.config);
+    const auto settings = image.subspan(settings_begin, settings_end - settings_begin);
+    if (const auto status = write_blocks(config.subspan(settings_begin), settings)) return status;
+    return write_blocks(config.subspan(options_begin), image.subspan(options_begin));
 }
 
 ATCA_STATUS Chip::lock_config() {

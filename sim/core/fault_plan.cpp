@@ -1,5 +1,6 @@
 #include "fault_plan.hpp"
 
+#include <bit>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -27,7 +28,7 @@ struct Plan {
     std::size_t injected = 0;
     std::vector<PlannedFault> faults;
     std::vector<Entry> log;
-    std::size_t calls[3] = {};
+    std::size_t calls[4] = {};
 
     Plan() { take_environment(); }
     void take_environment();
@@ -43,6 +44,7 @@ void Plan::take_environment() {
     fault.nth = std::strtoul(colon + 1, nullptr, 10);
     fault.lasting = what == "fail-from";
     fault.kill = what == "kill";
+    if (fault.kill) fault.kinds = power_cut_kinds;
     if (fault.nth == 0 || (what != "fail" && !fault.lasting && !fault.kill)) return;
     faults.push_back({std::move(fault)});
     fault_plan::active = true;
@@ -59,12 +61,13 @@ Plan &plan() {
 
 void load_plan() { plan(); }
 
-std::size_t index_of(CallKind kind) { return kind == CallKind::system ? 0 : kind == CallKind::platform ? 1 : 2; }
+auto index_of(CallKind kind) { return std::countr_zero(static_cast<unsigned>(kind)); }
 
 thread_local int unseen_depth = 0;
 
 bool matches(const Fault &fault, CallKind kind, const char *name) {
-    return (fault.kinds & static_cast<unsigned>(kind)) != 0 && (fault.name.empty() || fault.name == name);
+    return (fault.kinds & static_cast<unsigned>(kind)) != 0 && (fault.name.empty() || fault.name == name) &&
+           !fault.except.contains(name);
 }
 
 }  // namespace
@@ -103,7 +106,7 @@ std::size_t calls(unsigned kinds) {
     Plan &p = plan();
     std::lock_guard lock(p.mutex);
     std::size_t sum = 0;
-    for (CallKind kind : {CallKind::system, CallKind::platform, CallKind::allocation})
+    for (CallKind kind : {CallKind::system, CallKind::platform, CallKind::allocation, CallKind::block})
         if (kinds & static_cast<unsigned>(kind)) sum += p.calls[index_of(kind)];
     return sum;
 }
@@ -123,6 +126,11 @@ std::vector<std::string> log(unsigned kinds) {
     for (const Entry &entry : p.log)
         if (kinds & static_cast<unsigned>(entry.kind)) lines.push_back(entry.text);
     return lines;
+}
+
+void block_written() {
+    const Uncovered uncovered;
+    const Call block(CallKind::block, "block");
 }
 
 }  // namespace fault_plan

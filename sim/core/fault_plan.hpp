@@ -2,23 +2,28 @@
 //
 // Three kinds of call pass it: system calls of the library under test (intercepted by sim/board), calls into the
 // platform's libraries (the stand-ins of sim/atecc, sim/trustx and sim/kset) and allocations. What a stand-in does
-// inside one of its calls is its own affair and neither counted nor failed.
+// inside one of its calls is its own affair and neither counted nor failed, but for one thing: a chip is written block
+// by block, and power can be cut between two of them.
 #ifndef OSTDRV_SIM_FAULT_PLAN_HPP
 #define OSTDRV_SIM_FAULT_PLAN_HPP
 
 #include <cstddef>
+#include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace ostdrv::sim {
 
-enum class CallKind : unsigned { system = 1, platform = 2, allocation = 4 };
-inline constexpr unsigned every_kind = 7;
+enum class CallKind : unsigned { system = 1, platform = 2, allocation = 4, block = 8 };
+inline constexpr unsigned every_kind = 7;        // of call: a block is none
+inline constexpr unsigned power_cut_kinds = 11;  // where a process can end and leave something half done
 
 // What happens to the calls that a plan picks. The process-wide plan is reached through the functions below.
 struct Fault {
-    std::string name{};  // only calls of this function; empty: of any
+    std::string name{};                           // only calls of this function; empty: of any
+    std::set<std::string, std::less<>> except{};  // and never calls of these
     unsigned kinds = every_kind;
     std::size_t nth = 1;      // the first matching call that is picked, counted from 1
     bool lasting = false;     // and every matching one after it
@@ -34,8 +39,8 @@ namespace fault_plan {
 extern bool active;
 
 // Forgets faults, log and counts, and starts counting and logging. Before the first start() and after stop() calls
-// pass unseen, unless the environment variable OSTDRV_SIM_FAULT set a plan for the whole process: "fail:N",
-// "fail-from:N" or "kill:N" over system and platform calls.
+// pass unseen, unless the environment variable OSTDRV_SIM_FAULT set a plan for the whole process: "fail:N" or
+// "fail-from:N" over system and platform calls, or "kill:N" over these and blocks.
 void start();
 void stop();
 
@@ -48,6 +53,9 @@ std::size_t calls(unsigned kinds = every_kind);
 std::size_t injected();
 std::vector<std::string> log(unsigned kinds = static_cast<unsigned>(CallKind::system) |
                                               static_cast<unsigned>(CallKind::platform));
+
+// Inside a stand-in's call: one block of several has been written.
+void block_written();
 
 }  // namespace fault_plan
 
