@@ -1,11 +1,11 @@
 #include "device_paths.hpp"
 
-#include <limits.h>
 #include <unistd.h>
 
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 
 #include "core/board_state.hpp"

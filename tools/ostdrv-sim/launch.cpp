@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 fs::path board_library() {
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
     for (const char *place : {OSTDRV_BOARD_BESIDE_BUILT, OSTDRV_BOARD_BESIDE_INSTALLED}) {
-        const fs::path library = (here / place).lexically_normal();
+        fs::path library = (here / place).lexically_normal();
         if (fs::exists(library)) return library;
     }
     throw Failure("libostdrv-board.so is not where it was installed, seen from " + here.string());
