@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -101,7 +100,7 @@ Payload make_payload() {
 void set_header(x_sensor_eeprom_payload &payload, int id, const std::string &option, const std::string &text) {
     if (text.empty() || text.size() >= sizeof payload.header[id])
         throw BadUsage(option + " takes 1 to " + std::to_string(sizeof payload.header[id] - 1) + " characters");
-    std::strcpy(payload.header[id], text.c_str());
+    std::snprintf(payload.header[id], sizeof payload.header[id], "%s", text.c_str());
 }
 
 // A table's name is also the name of its file.
@@ -113,7 +112,7 @@ void name_slots(x_sensor_eeprom_payload &payload, const std::vector<std::string>
         if (name.empty() || name.size() >= sizeof payload.tables[slot].name || name.find('/') != std::string::npos)
             throw BadUsage("'" + name + "' is no table name: 1 to 63 characters without a slash");
         if (std::count(names.begin(), names.end(), name) > 1) throw BadUsage("table " + name + " is given twice");
-        std::strcpy(payload.tables[slot].name, name.c_str());
+        std::snprintf(payload.tables[slot].name, sizeof payload.tables[slot].name, "%s", name.c_str());
     }
 }
 
