@@ -12,8 +12,6 @@
 
 using namespace ostdrv;
 
-static_assert(sizeof(ATCAIfaceCfg) == 88, "the chip library's interface record");
-
 ATCAIfaceCfg tpm_iface_config_i2c = {
     .iface_type = ATCA_I2C_IFACE,
     .devtype = ATECC508A,

@@ -6,11 +6,6 @@
 
 #include "ostdrv.h"
 
-// Applications are built against this layout.
-static_assert(offsetof(x_sensor_eeprom_md5_ctx, count) == 16);
-static_assert(offsetof(x_sensor_eeprom_md5_ctx, buffer) == 24);
-static_assert(sizeof(x_sensor_eeprom_md5_ctx) == 88);
-
 namespace {
 
 constexpr unsigned int block_size = 64;

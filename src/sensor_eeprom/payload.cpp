@@ -1,17 +1,6 @@
 #include <kos.h>
 
-#include <cstddef>
-
 #include "ostdrv.h"
-
-// Applications are built against these layouts.
-static_assert(offsetof(x_sensor_eeprom_table, data) == 64);
-static_assert(offsetof(x_sensor_eeprom_table, capacity) == 64 + sizeof(void *));
-static_assert(offsetof(x_sensor_eeprom_table, length) == 68 + sizeof(void *));
-static_assert(sizeof(x_sensor_eeprom_table) == 72 + sizeof(void *));
-static_assert(offsetof(x_sensor_eeprom_payload, hash) == 5 * 32);
-static_assert(offsetof(x_sensor_eeprom_payload, tables) == 5 * 32 + 16);
-static_assert(sizeof(x_sensor_eeprom_payload) == 5 * 32 + 16 + 20 * sizeof(x_sensor_eeprom_table));
 
 namespace {
 
