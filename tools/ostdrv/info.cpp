@@ -95,7 +95,7 @@ std::string locked_slots(const Json &slots) {
 }
 
 std::string object_text(const Json &object) {
-    const std::string text = shown(object["locked"]) + ", " + shown(object["kind"]);
+    std::string text = shown(object["locked"]) + ", " + shown(object["kind"]);
     if (!object.contains("length")) return text;
     return text + (object["length"] == 0 ? ", empty" : " of " + object["length"].dump() + " bytes");
 }

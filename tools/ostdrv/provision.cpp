@@ -17,10 +17,10 @@ struct Options {
 
 // 128 bytes as they are, or as hexadecimal text.
 Bytes read_config(const std::string &path) {
-    const Bytes file = read_file(path);
+    Bytes file = read_file(path);
     if (file.size() == sizeof tpm_config_data) return file;
     const bool text = std::all_of(file.begin(), file.end(), [](int c) { return std::isxdigit(c) || std::isspace(c); });
-    const Bytes config = text ? from_hex({reinterpret_cast<const char *>(file.data()), file.size()}, path) : Bytes();
+    Bytes config = text ? from_hex({reinterpret_cast<const char *>(file.data()), file.size()}, path) : Bytes();
     if (config.size() != sizeof tpm_config_data)
         throw Failure(path + " is not a configuration of 128 bytes, binary or hexadecimal");
     return config;
