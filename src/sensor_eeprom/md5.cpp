@@ -32,6 +32,12 @@ void store_le32(uint8_t *bytes, uint32_t word) {
     for (int i = 0; i < 4; ++i) bytes[i] = static_cast<uint8_t>(word >> 8 * i);
 }
 
+// A sum that is worked out before what is added to it next. Compilers, clang above all, would rearrange the additions.
+uint32_t early(uint32_t sum) {
+    asm("" : "+r"(sum));
+    return sum;
+}
+
 // What distinguishes the rounds: the message words' order, the shifts, and the function of b, c and d. Each step waits
 // for b, which the step before makes, so the functions keep b's way short: what c and d alone give is ready early.
 struct RoundF {
@@ -43,7 +49,7 @@ struct RoundG {
     static constexpr int stride = 5, first = 1;
     static constexpr int shifts[] = {5, 9, 14, 20};
     // The two halves have no bit in common, so they can be added one after the other: only the second waits for b.
-    static uint32_t add(uint32_t sum, uint32_t b, uint32_t c, uint32_t d) { return sum + (c & ~d) + (b & d); }
+    static uint32_t add(uint32_t sum, uint32_t b, uint32_t c, uint32_t d) { return early(sum + (c & ~d)) + (b & d); }
 };
 struct RoundH {
     static constexpr int stride = 3, first = 5;
@@ -63,7 +69,8 @@ struct State {
 template <typename Round, int step>
 State after_step(State v, const uint8_t *block, uint32_t sine) {
     const uint32_t word = load_le32(block + 4 * ((Round::first + Round::stride * step) % 16));
-    return {v.d, v.b + std::rotl(Round::add(v.a + word + sine, v.b, v.c, v.d), Round::shifts[step % 4]), v.b, v.c};
+    return {v.d, v.b + std::rotl(Round::add(early(v.a + word + sine), v.b, v.c, v.d), Round::shifts[step % 4]), v.b,
+            v.c};
 }
 
 template <typename Round, int number>
