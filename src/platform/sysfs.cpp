@@ -4,14 +4,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "ostdrv.h"
 #include "support/file_descriptor.hpp"
+#include "support/fixed_text.hpp"
 
 using ostdrv::FileDescriptor;
+using ostdrv::FixedText;
 
 namespace {
 
@@ -58,10 +60,10 @@ int x_sysfs_write_int(const char *path, int value) {
     const FileDescriptor file(path, O_RDWR);
     if (!file) return -1;
 
-    char text[32];
-    const int length = snprintf(text, sizeof text, "%d", value);
+    FixedText<16> number;
+    const std::string_view text = number.append(value).view();
     errno = 0;
-    return write(file.get(), text, static_cast<size_t>(length)) == length ? 0 : -errno;
+    return write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : -errno;
 }
 
 int x_sysfs_read_bytes(const char *path, void *buffer, unsigned int offset, unsigned int length) {
