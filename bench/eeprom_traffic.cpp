@@ -1,50 +1,50 @@
 // What the operations on the sensor module's EEPROM move: bytes read and written through the region functions, beside
 // the bytes of the payload itself. A real part moves about 40 bytes in a millisecond, so this is what they cost there.
-#include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <kset.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <iostream>
 #include <string>
+#include <utility>
 
 #include "ostdrv.h"
+#include "table.hpp"
+#include "temporary_directory.hpp"
 
+namespace ostdrv::bench {
 namespace {
 
-constexpr double bytes_per_ms = 40;
+constexpr unsigned bytes_per_ms = 40;
+constexpr int header_bytes = 4 * 8 + 16;  // four texts and the digest
 
 struct Traffic {
-    unsigned read = 0, written = 0, transfers = 0;
+    unsigned bytes = 0, transfers = 0;
+    void count(unsigned length) { bytes += length, ++transfers; }
 };
 Traffic traffic;
 kset_read_fn region_read;
 kset_write_fn region_write;
 
 int counted_read(void *buffer, unsigned length) {
-    traffic.read += length;
-    ++traffic.transfers;
+    traffic.count(length);
     return region_read(buffer, length);
 }
 
 int counted_write(const void *buffer, unsigned length) {
-    traffic.written += length;
-    ++traffic.transfers;
+    traffic.count(length);
     return region_write(buffer, length);
 }
 
 // A file that plays the EEPROM, and a payload for it.
 class Module {
  public:
-    Module(int tables, int length) : bytes_(tables * length + 4 * 8 + 16) {
+    Module(std::string path, int tables, int length) : path_(std::move(path)), table_bytes_(tables * length) {
         std::FILE *const file = std::fopen(path_.c_str(), "wb");
         std::fputs(std::string(256 * 1024, '\xff').c_str(), file);
         std::fclose(file);
-        for (int text = 1; text <= 4; ++text) std::strcpy(payload_->header[text], text == 2 ? "s5l" : "8 bytes.");
-        for (int slot = 0; slot < X_SENSOR_EEPROM_TABLES; ++slot) payload_->tables[slot].name[0] = '\0';
+        for (int text = 1; text <= 4; ++text)
+            std::snprintf(payload_->header[text], sizeof payload_->header[text], "%s", text == 2 ? "s5l" : "8 bytes.");
         for (int slot = 0; slot < tables; ++slot) {
             x_sensor_eeprom_table &table = payload_->tables[slot];
             std::snprintf(table.name, sizeof table.name, "table%d", slot);
@@ -52,63 +52,54 @@ class Module {
             table.length = length;
         }
     }
-    ~Module() {
-        x_sensor_eeprom_payload_free(payload_);
-        std::remove(path_.c_str());
-    }
+    ~Module() { x_sensor_eeprom_payload_free(payload_); }
+    Module(const Module &) = delete;
+    Module &operator=(const Module &) = delete;
 
     bool store() { return x_sensor_eeprom_store(path_.c_str(), payload_, &status_) == 0; }
     bool load() { return x_sensor_eeprom_load(path_.c_str(), payload_, &status_) == 0; }
     bool check() { return x_sensor_eeprom_check_header(path_.c_str(), payload_->hash, &status_) == 0; }
-    int bytes() const { return bytes_; }
+    int table_bytes() const { return table_bytes_; }
 
  private:
-    std::string path_ = "/tmp/ostdrv-eeprom-bench." + std::to_string(getpid());
+    std::string path_;
     x_sensor_eeprom_payload *payload_ = x_sensor_eeprom_payload_init();
-    int bytes_;
+    int table_bytes_;
     int status_ = 0;
 };
 
-void run(benchmark::State &state, bool (Module::*operation)()) {
-    Module module(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
-    if (!module.store()) state.SkipWithError("the first store failed");
-    for (auto _ : state) {
-        traffic = {};
-        if (!(module.*operation)()) state.SkipWithError("failed");
+void add(const Table &table, const std::string &name, Module &module, bool (Module::*operation)(), int payload) {
+    traffic = {};
+    must((module.*operation)(), name);
+    table.add(name, static_cast<double>(traffic.bytes) / payload, "bytes moved per payload byte",
+              std::to_string(traffic.bytes) + " bytes for " + std::to_string(payload) + " in " +
+                  std::to_string(traffic.transfers) + " transfers, about " +
+                  std::to_string((traffic.bytes + bytes_per_ms - 1) / bytes_per_ms) + " ms on a real part");
+}
+
+void measure(const Table &table, const std::string &) {
+    const test::TemporaryDirectory directory;
+    for (const auto &[tables, length] : {std::pair{1, 100}, std::pair{3, 4096}, std::pair{20, 12288}}) {
+        Module module(directory.path() + "/eeprom", tables, length);
+        const std::string size = std::to_string(tables) + " x " + std::to_string(length) + " bytes";
+        const int payload = module.table_bytes() + header_bytes;
+        add(table, "EEPROM store of " + size, module, &Module::store, payload);
+        // A load takes the tables and leaves the header alone.
+        add(table, "EEPROM load of " + size, module, &Module::load, module.table_bytes());
+        if (tables == 20) add(table, "EEPROM header check", module, &Module::check, header_bytes);
     }
-    state.counters["payload"] = module.bytes();
-    state.counters["read"] = traffic.read;
-    state.counters["written"] = traffic.written;
-    state.counters["transfers"] = traffic.transfers;
-    state.counters["device_ms"] = (traffic.read + traffic.written) / bytes_per_ms;
 }
-
-void sizes(benchmark::internal::Benchmark *benchmark) {
-    benchmark->Args({0, 0})->Args({1, 100})->Args({3, 4096})->Args({20, 12288});
-    benchmark->Unit(benchmark::kMicrosecond)->Iterations(5);
-}
-
-BENCHMARK_CAPTURE(run, store, &Module::store)->Apply(sizes);
-BENCHMARK_CAPTURE(run, load, &Module::load)->Apply(sizes);
-BENCHMARK_CAPTURE(run, check_header, &Module::check)->Apply(sizes);
 
 }  // namespace
+}  // namespace ostdrv::bench
 
 // In front of the settings store's own: it gets the counting functions for the region's.
 extern "C" int kset_init(unsigned count, unsigned size, int reserved, kset_read_fn read, kset_write_fn write) {
+    using namespace ostdrv::bench;
     static const auto real = reinterpret_cast<decltype(&kset_init)>(dlsym(RTLD_NEXT, "kset_init"));
     region_read = read;
     region_write = write;
     return real(count, size, reserved, counted_read, counted_write);
 }
 
-// The library's own messages would stand between the results, which therefore go to standard error.
-int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (!std::freopen("/dev/null", "w", stdout)) return EXIT_FAILURE;
-    benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
-    reporter.SetOutputStream(&std::cerr);
-    reporter.SetErrorStream(&std::cerr);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    return EXIT_SUCCESS;
-}
+int main(int argc, char **argv) { return ostdrv::bench::bench_main(argc, argv, ostdrv::bench::measure); }

@@ -10,7 +10,6 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -18,25 +17,9 @@
 #include "core/fault_plan.hpp"
 #include "core/live_blocks.hpp"
 #include "ostdrv.h"
+#include "temporary_directory.hpp"
 
 namespace ostdrv::test {
-
-class TemporaryDirectory {
- public:
-    TemporaryDirectory() {
-        if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary directory");
-    }
-    ~TemporaryDirectory() {
-        std::error_code error;
-        std::filesystem::remove_all(path_, error);
-    }
-    TemporaryDirectory(const TemporaryDirectory &) = delete;
-    TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
-    const std::string &path() const { return path_; }
-
- private:
-    std::string path_ = "/tmp/ostdrv-test.XXXXXX";
-};
 
 // What a call may leave behind: open descriptors, allocated blocks, temporary files.
 struct Remains {
