@@ -1,4 +1,4 @@
-// A directory of its own for a test or a bench, gone at the end of the scope.
+// A directory of its own for a test, a bench or a fuzz target, gone at the end of the scope.
 #ifndef OSTDRV_TESTS_TEMPORARY_DIRECTORY_HPP
 #define OSTDRV_TESTS_TEMPORARY_DIRECTORY_HPP
 
@@ -11,7 +11,7 @@ namespace ostdrv::test {
 
 class TemporaryDirectory {
  public:
-    TemporaryDirectory() {
+    explicit TemporaryDirectory(const std::string &below = "/tmp") : path_(below + "/ostdrv-test.XXXXXX") {
         if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary directory");
     }
     ~TemporaryDirectory() {
@@ -23,7 +23,7 @@ class TemporaryDirectory {
     const std::string &path() const { return path_; }
 
  private:
-    std::string path_ = "/tmp/ostdrv-test.XXXXXX";
+    std::string path_;
 };
 
 }  // namespace ostdrv::test
