@@ -26,7 +26,10 @@ std::optional<std::vector<std::uint8_t>> read_file(const fs::path &path) {
     Unseen unseen;
     std::ifstream file(path, std::ios::binary);
     if (!file) return std::nullopt;
-    std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::vector<std::uint8_t> bytes;
+    for (char piece[4096]; file.read(piece, sizeof piece), file.gcount() > 0;)
+        bytes.insert(bytes.end(), reinterpret_cast<const std::uint8_t *>(piece),
+                     reinterpret_cast<const std::uint8_t *>(piece) + file.gcount());
     if (file.bad()) return std::nullopt;
     return bytes;
 }
