@@ -12,9 +12,11 @@ Usage: ./test.sh [JOB...]
   --clang      the same with clang
   --aarch64    the same as AArch64 code, run by qemu-user
   --coverage   the same, and print how much of src/ the tests reach
+  --fuzz SECONDS
+               run each fuzz target for so long, from its seeds; what is learned and found stays in build/fuzz
   --format     check the formatting
   --analysis   --format, clang-tidy and cppcheck
-  --all        all of these
+  --all        all of these, --fuzz with 5 seconds
 
 Installs what is missing with apt-get on Debian 12, as root or through sudo. Each job builds in build/<preset>.
 The last line counts the tests and checks of all jobs; the exit status is 0 when none failed.
@@ -90,11 +92,30 @@ run_coverage() {
         --gcov-ignore-parse-errors build/coverage
 }
 
+run_fuzz() {
+    headline "fuzz targets"
+    if ! build fuzz; then
+        echo "FAILED: preset fuzz does not build"
+        failed=$((failed + 1))
+        return
+    fi
+    local seeds
+    for seeds in fuzz/seeds/*; do check "fuzz target ${seeds##*/}" fuzz/run.sh "${seeds##*/}" "$fuzz_seconds"; done
+}
+
 selected=()
-for option in "$@"; do
+fuzz_seconds=5
+while [[ $# -gt 0 ]]; do
+    option=$1
+    shift
     case $option in
         --default | --asan | --clang | --aarch64 | --coverage | --format | --analysis) selected+=("${option#--}") ;;
-        --all) selected=(default asan clang aarch64 coverage analysis) ;;
+        --fuzz)
+            [[ ${1:-} =~ ^[1-9][0-9]{0,5}$ ]] || { usage >&2; exit 2; }
+            selected+=(fuzz) fuzz_seconds=$1
+            shift
+            ;;
+        --all) selected=(default asan clang aarch64 coverage fuzz analysis) ;;
         -h | --help) usage && exit 0 ;;
         *) usage >&2 && exit 2 ;;
     esac
@@ -104,7 +125,7 @@ done
 needs=(build)
 for job in "${selected[@]}"; do
     case $job in
-        clang | coverage | aarch64) needs+=("$job") ;;
+        clang | coverage | aarch64 | fuzz) needs+=("$job") ;;
         format | analysis) needs+=(analysis) ;;
     esac
 done
@@ -113,6 +134,7 @@ tools/install-packages.sh "${needs[@]}" || exit 2
 for job in "${selected[@]}"; do
     case $job in
         coverage) run_coverage ;;
+        fuzz) run_fuzz ;;
         format) check formatting check_format ;;
         analysis)
             check formatting check_format

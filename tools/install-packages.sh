@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing.
 #
-#   tools/install-packages.sh build|clang|analysis|coverage|aarch64...
+#   tools/install-packages.sh build|clang|analysis|coverage|aarch64|fuzz...
 set -euo pipefail
 
 packages_for() {
@@ -11,6 +11,7 @@ packages_for() {
                 libssl-dev openssl zlib1g-dev procps
             ;;
         clang) echo clang ;;
+        fuzz) echo clang libclang-rt-dev ;;
         analysis) echo clang-format clang-tidy cppcheck ;;
         coverage) echo gcovr ;;
         aarch64)
