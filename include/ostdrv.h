@@ -184,7 +184,7 @@ int x_gpio_util_edge(int gpio, unsigned int edge);
 /* Stores the edge selected: 0 falling, 1 rising, 2 both, 3 for none and anything else. */
 int x_gpio_util_get_edge(int gpio, int *edge);
 
-/* Stores 1 when the line is active low, else 0. */
+/* Stores the digit that the kernel shows: 1 when the line is active low, else 0. Anything but a digit is 0. */
 int x_gpio_util_get_active_low(int gpio, int *active_low);
 
 /* 0 makes the line active high, any other value active low. */
