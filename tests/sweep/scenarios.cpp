@@ -1,6 +1,7 @@
 #include "sweep/scenarios.hpp"
 
 #include <climits>
+#include <cstdarg>
 #include <cstring>
 
 namespace ostdrv::test {
@@ -50,7 +51,7 @@ int public_key(Stage &s) {
 
 int eeprom(Stage &s, int (*operation)(const char *, x_sensor_eeprom_payload *, int *)) {
     int status = 0;
-    return operation(file(s, "eeprom").c_str(), s.payload, &status);
+    return operation(s.eeprom_file.c_str(), s.payload, &status);
 }
 
 int make_payload(Stage &) {
@@ -66,6 +67,35 @@ int wait_on_lines(Stage &) {
     const int result = x_gpio_util_poll_multiple(entries, 2, 0);
     x_gpio_poll_multiple_cleanup(entries, 2);
     return entries[0].fd == -1 && entries[1].fd == -1 ? result : -1;
+}
+
+[[gnu::format(printf, 1, 2)]] int run_with_suffix(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int status = x_shell(")", format, arguments);
+    va_end(arguments);
+    return status;
+}
+
+int read_and_write_light(Stage &s) {
+    const int light = pwm_proc_open("panel");
+    if (light < 0) return -1;
+    const int read = pwm_proc_read(light, s.out<unsigned>());
+    const int written = pwm_proc_write(light, 77);
+    return pwm_proc_close(light) == 0 && read == 0 && written == 0 ? 0 : -1;
+}
+
+// Functions that make no call are here so that it stays so.
+int compute(Stage &) {
+    x_sensor_eeprom_md5_ctx context;
+    uint8_t hash[16];
+    x_sensor_eeprom_md5_init(&context);
+    x_sensor_eeprom_md5_update(&context, bytes_36, sizeof bytes_36);
+    x_sensor_eeprom_md5_finalise(&context, hash);
+    const int channel = 1;
+    int type = 0;
+    return tpm_get_chip_type(&type) + x_pwm_is_valid_channel(1, &channel, 1) + (tpm_slot_count() == 8 ? 0 : 1) +
+           led_drive_set_value(0, 50) + 1;
 }
 
 int run_and_read(Stage &) {
@@ -89,6 +119,12 @@ void add_atecc(std::vector<Scenario> &all) {
          {"data_locked", [](Stage &s) { return tpm_is_data_locked(s.out<uint8_t>()); }},
          {"slot_locked", [](Stage &s) { return tpm_is_slot_locked(9, s.out<uint8_t>()); }}});
     add(all, Fitted::blank_atecc, {2, 7}, {{"provision", [](Stage &) { return tpm_init_config(nullptr); }}});
+    add(all, Fitted::layout_0_usb, {1}, {{"start", [](Stage &) { return tpm_init_device(); }}}, true,
+        {"access", "fopen", "fread", "system"});
+    add(all, Fitted::keyless_atecc, {2}, {{"genkey", [](Stage &s) { return tpm_genkey(s.out<uint8_t>(), 64); }}},
+        false);
+    add(all, Fitted::layout_1, {31}, {{"type", [](Stage &) { return tpm_get_type() - 1; }}});
+    add(all, Fitted::layout_1, {-1}, {{"table", [](Stage &) { return __get_tpm_cert_api() ? 0 : -1; }}});
     add(all, Fitted::layout_1, {2},
         {{"read_slot", [](Stage &s) { return read_slot(s, 8, 416); }},
          {"read_key_slot", [](Stage &s) { return read_slot(s, 0, 64); }},
@@ -100,6 +136,10 @@ void add_atecc(std::vector<Scenario> &all) {
           [](Stage &s) {
               return tpm_verify_with_ext_public_key_atecc(digest, s.root.public_key().data(),
                                                           s.root.public_key().data(), s.out<bool>());
+          }},
+         {"verify_stored",
+          [](Stage &s) {
+              return tpm_verify_with_stored_public_key_atecc(digest, s.root.public_key().data(), 12, s.out<bool>());
           }},
          {"version", [](Stage &s) { return tpm_cert_get_version(s.out<uint8_t>()); }},
          {"write_serial", [](Stage &) { return tpm_cert_set_serial_number(bytes_36, 17); }},
@@ -171,19 +211,23 @@ void add_attributes(std::vector<Scenario> &all) {
          {"read_bytes", [](Stage &s) { return x_sysfs_read_bytes(file(s, "eeprom").c_str(), s.out<char>(), 1, 9); }},
          {"write_bytes", [](Stage &s) { return x_sysfs_write_bytes(file(s, "eeprom").c_str(), bytes_36, 1, 9); }},
          {"shell", [](Stage &) { return x_shell_exec("true"); }},
+         {"shell_background", [](Stage &) { return x_shell_exec_background("true"); }},
+         {"shell_suffix", [](Stage &) { return run_with_suffix("true %d", 7); }},
          {"shell_read", run_and_read}});
     add(all, Fitted::trustx, {-1},
         {{"find_process",
           [](Stage &) {
               const int pid = x_shell_get_process_pid("no-such-process");
               return pid == -1 ? 0 : pid;
-          }}},
+          }},
+         {"wait_process", [](Stage &) { return x_shell_wait_process("no-such-process", 0), 0; }}},
         true, {"popen", "fgets", "pclose"});
 }
 
 void add_lines_and_lights(std::vector<Scenario> &all) {
     add(all, Fitted::trustx, {-1},
         {{"line_export", [](Stage &) { return x_gpio_util_export(5); }},
+         {"line_direction", [](Stage &) { return x_gpio_util_direction(5, 1); }},
          {"line_get", [](Stage &s) { return x_gpio_util_get(5, s.out<int>()); }},
          {"line_set", [](Stage &) { return x_gpio_util_set(5, 1); }},
          {"line_get_direction", [](Stage &s) { return x_gpio_util_get_direction(5, s.out<int>()); }},
@@ -197,7 +241,12 @@ void add_lines_and_lights(std::vector<Scenario> &all) {
          {"light_set", [](Stage &) { return x_pwm_set_cycle("panel", 50); }}},
         true, {"access"});
     add(all, Fitted::trustx, {-1},
-        {{"light_get", [](Stage &s) { return x_pwm_read_cycle("panel", s.out<unsigned>()); }}}, false);
+        {{"light_raw", read_and_write_light},
+         {"light_get", [](Stage &s) { return x_pwm_read_cycle("panel", s.out<unsigned>()); }}},
+        false);
+    // The first of its two samples does not count.
+    add(all, Fitted::trustx, {-1}, {{"adc_settled", [](Stage &) { return adc_read(1) >= 0 ? 0 : -1; }}}, true,
+        {"open", "read", "usleep"});
     // A clearing read that fails may let an earlier edge through: the wait succeeds with or without one.
     add(all, Fitted::trustx, {-1},
         {{"line_wait", [](Stage &s) { return x_gpio_util_poll(5, 1, 0, s.out<int>()) >= 0 ? 0 : -1; }},
@@ -214,18 +263,23 @@ void add_sensor_eeprom(std::vector<Scenario> &all) {
          {"eeprom_store_header",
           [](Stage &s) {
               int status = 0;
-              return x_sensor_eeprom_store_header(file(s, "eeprom").c_str(), s.payload, &status);
+              return x_sensor_eeprom_store_header(s.eeprom_file.c_str(), s.payload, &status);
           }},
          {"eeprom_check",
           [](Stage &s) {
               int status = 0;
-              return x_sensor_eeprom_check_header(file(s, "eeprom").c_str(), s.payload->hash, &status);
+              return x_sensor_eeprom_check_header(s.eeprom_file.c_str(), s.payload->hash, &status);
           }},
          {"eeprom_reset",
           [](Stage &s) {
               int status = 0;
-              return x_sensor_eeprom_reset(file(s, "eeprom").c_str(), &status);
-          }}},
+              return x_sensor_eeprom_reset(s.eeprom_file.c_str(), &status);
+          }},
+         {"eeprom_header_read", [](Stage &s) { return eeprom_header_read(s.out<uint8_t>(), 256); }},
+         {"eeprom_calib_read", [](Stage &s) { return eeprom_calib_read(s.out<uint8_t>(), 1000); }},
+         {"eeprom_header_write", [](Stage &) { return eeprom_header_write(bytes_36, sizeof bytes_36); }},
+         {"eeprom_calib_write", [](Stage &) { return eeprom_calib_write(bytes_36, sizeof bytes_36); }},
+         {"compute", compute}},
         true, {"kset_init", "kset_shutdown", "kset_get_int"});
 }
 

@@ -13,7 +13,7 @@
 
 namespace ostdrv::test {
 
-enum class Fitted { blank_atecc, layout_1, layout_0, layout_0_usb, trustx };
+enum class Fitted { blank_atecc, keyless_atecc, layout_1, layout_0, layout_0_usb, trustx };
 
 // What a scenario works on: a chain with its files and the buffers that functions deliver into.
 struct Stage {
@@ -21,7 +21,7 @@ struct Stage {
     // Names of a length that puts the signer's key where a Trust X verification looks for it.
     Authority root{"Sweep Certificate Authority"};
     Authority signer{"Sweep Intermediate Signer 1"};
-    std::string signer_file, device_file;
+    std::string signer_file, device_file, eeprom_file;
     std::array<std::uint8_t, 1100> output{};
     x_sensor_eeprom_payload *payload = nullptr;
 

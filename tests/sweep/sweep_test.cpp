@@ -2,6 +2,8 @@
 // once lasting. After each: a promised status, an output that is kept where that is promised, and nothing left open,
 // allocated or lying about.
 
+#include <sys/wait.h>
+
 #include <algorithm>
 
 #include "atecc/chip_access.hpp"
@@ -22,7 +24,7 @@ class Sweep : public World, public testing::WithParamInterface<Scenario> {
     void SetUp() override {
         fit(GetParam().fitted);
         put("number", "42\n");
-        put("eeprom", std::string(4096, '\xFF'));
+        stage.eeprom_file = put("eeprom", std::string(4096, '\xFF'));
         fill_payload();
         snapshot_ = path("snapshot");
         // Everything that one run changes is put back before the next.
@@ -97,8 +99,9 @@ class Sweep : public World, public testing::WithParamInterface<Scenario> {
         board.put(trustx ? "/mnt/settings/trustx" : "/mnt/settings/atecc", "");
         ASSERT_EQ(tpm_init_device(), 0);
         if (fitted == Fitted::blank_atecc) return;
-
         ASSERT_EQ(tpm_init_config(nullptr), 0);
+        if (fitted == Fitted::keyless_atecc) return;
+
         uint8_t key[91];
         ASSERT_EQ(tpm_genkey(key, 68), 0);
         PublicKey device{};
@@ -125,10 +128,12 @@ class Sweep : public World, public testing::WithParamInterface<Scenario> {
             table.length = 100;
         }
         int status = 0;
-        ASSERT_EQ(x_sensor_eeprom_store(path("eeprom").c_str(), stage.payload, &status), 0);
+        ASSERT_EQ(x_sensor_eeprom_store(stage.eeprom_file.c_str(), stage.payload, &status), 0);
         testing::internal::GetCapturedStdout();
     }
 };
+
+using Detection = World;
 
 TEST_P(Sweep, EveryFailingCallEndsAsPromised) {
     restore();
@@ -144,8 +149,29 @@ TEST_P(Sweep, EveryFailingCallEndsAsPromised) {
     std::cout << injected << " faults injected\n";
 }
 
+// Decided once per process, so each case is one.
+TEST_F(Detection, DecidesWhateverFails) {
+    board.fit({.chip = "atecc608a"});
+    int ended = 0;
+    int nth = 0;
+    for (; ended == 0; ++nth) {
+        const pid_t process = fork();
+        if (process == 0) {
+            const Remains before = remains();
+            int type = 0;
+            const int status = with_fault({.nth = size_t(nth) + 1}, [&] { return tpm_get_chip_type(&type); });
+            const bool right = status == 0 && (type == 1 || type == 2) && remains() == before;
+            _exit(!right ? 1 : sim::fault_plan::injected() ? 0 : 2);
+        }
+        waitpid(process, &ended, 0);
+        for (const char *marker : {"/mnt/settings/atecc", "/mnt/settings/trustx"}) board.remove(marker);
+    }
+    EXPECT_EQ(WEXITSTATUS(ended), 2) << "call " << nth << " failed, and detection with it";
+    EXPECT_GT(nth, 5);
+}
+
 std::string place(Fitted fitted) {
-    const char *const names[] = {"blank_atecc", "layout_1", "layout_0", "layout_0_usb", "trustx"};
+    const char *const names[] = {"blank_atecc", "keyless_atecc", "layout_1", "layout_0", "layout_0_usb", "trustx"};
     return names[static_cast<int>(fitted)];
 }
 
