@@ -1,4 +1,5 @@
-# The library exports what the version script lists, and that is what the public header declares.
+# The library exports what the version script lists, and that is what the public header declares. The sweep of failing
+# calls leaves no function out.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export LC_ALL=C
@@ -27,3 +28,7 @@ sed -n '/global:/,/local:/s/^ *\([a-z_][A-Za-z0-9_]*\);.*/\1/p' "$SOURCE/src/ost
 test -s "$work/declared"
 diff "$work/listed" "$work/exported" || { echo "<: in src/ostdrv.map, >: exported"; exit 1; }
 diff "$work/declared" "$work/listed" || { echo "<: in ostdrv.h, >: in src/ostdrv.map"; exit 1; }
+
+"$NM" -D --defined-only "$LIBDIR/libostdrv.so" | sed -n 's/.* [TW] \([a-z_0-9]*\).*/\1/p' | while read -r name; do
+    grep -qw "$name" "$SOURCE/tests/sweep/scenarios.cpp" || { echo "the sweep does not call $name"; exit 1; }
+done
