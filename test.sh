@@ -56,11 +56,22 @@ count_tests() {
     passed=$((passed + total - failures - not_run)) failed=$((failed + failures)) skipped=$((skipped + not_run))
 }
 
+# What the sweeps counted, which ctest keeps to itself.
+print_sweeps() {
+    awk '/^[0-9]+ faults injected$/ { faults += $1; ++scenarios }
+         /^[a-z]+: [0-9]+ power cuts left [0-9]+ states/ { cuts += $2; states += $6 }
+         END {
+             printf "swept: %d faults injected in %d scenarios; %d power cuts left %d states, all finished\n",
+                 faults, scenarios, cuts, states
+         }' "build/$1/Testing/Temporary/LastTest.log"
+}
+
 suite() {
     headline "tests, preset $1"
     if build "$1"; then
         ctest --preset "$1" -j "$jobs" 2>&1 | tee "$log"
         count_tests
+        print_sweeps "$1"
     else
         echo "FAILED: preset $1 does not build"
         failed=$((failed + 1))

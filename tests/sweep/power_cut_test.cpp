@@ -166,9 +166,9 @@ TEST_P(PowerCut, WhatIsWrongForGoodIsSaid) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, PowerCut,
-                         testing::Values(Line{"atecc508a"}, Line{"atecc508a", 1, true}, Line{"atecc508a", 0},
-                                         Line{"atecc508a", 0, true}, Line{"atecc608a"}, Line{"atecc608a", 1, true},
-                                         Line{"atecc608a", 0}, Line{"atecc608a", 0, true}, Line{"trustx"}),
+                         testing::Values(Line{"atecc508a"}, Line{"atecc508a", 0}, Line{"atecc608a"},
+                                         Line{"atecc608a", 1, true}, Line{"atecc608a", 0}, Line{"atecc608a", 0, true},
+                                         Line{"trustx"}),
                          testing::PrintToStringParamName());
 
 }  // namespace
