@@ -22,17 +22,10 @@ class Edges : public World {
  public:
     int value = -99;
 
-    static std::thread start_unseen(const std::function<void()> &work) {
-        sim::Unseen unseen;
-        return std::thread([work] {
-            sim::Unseen unseen_too;
-            work();
-        });
-    }
     // What a wait returns while another thread changes lines once the wait has begun.
     static int during_wait(const std::function<int()> &wait, const std::function<void()> &changes) {
         sim::fault_plan::start();
-        std::thread outside = start_unseen([&] {
+        std::thread outside([&] {
             const auto waiting = [] {
                 const Calls log = sim::fault_plan::log();
                 return !log.empty() && log.back().starts_with("poll(");
@@ -66,9 +59,8 @@ TEST_F(Edges, SingleWaitSeesTheSelectedEdgeOfTheLogicalValue) {
         unsigned edge;
         bool active_low, level_before, level_after;
         int result, value;
-    } cases[] = {{1, false, false, true, 0, 1},   {0, false, true, false, 0, 0},   {2, false, false, true, 0, 1},
-                 {2, false, true, false, 0, 0},   {1, true, true, false, 0, 1},    {0, true, false, true, 0, 0},
-                 {1, false, true, false, 1, -99}, {0, false, false, true, 1, -99}, {1, false, true, true, 1, -99}};
+    } cases[] = {{1, false, false, true, 0, 1}, {0, false, true, false, 0, 0},   {2, false, true, false, 0, 0},
+                 {1, true, true, false, 0, 1},  {1, false, true, false, 1, -99}, {0, false, false, true, 1, -99}};
     for (const auto &c : cases) {
         x_gpio_util_active_low(7, c.active_low);
         drive_line(7, c.level_before);
@@ -82,53 +74,35 @@ TEST_F(Edges, SingleWaitSeesTheSelectedEdgeOfTheLogicalValue) {
     }
 }
 
-TEST_F(Edges, AnEdgeBeforeTheWaitDoesNotFire) {
-    x_gpio_util_edge(7, 1);
-    drive_line(7, true);
-    EXPECT_EQ(x_gpio_util_poll(7, 1, 0, &value), 1);
-    EXPECT_EQ(x_gpio_util_poll(7, 1, 20, &value), 1);
-    EXPECT_EQ(value, -99);
-}
-
 TEST_F(Edges, SingleWaitMakesExactlyTheseSystemCalls) {
     x_gpio_util_edge(7, 1);
     const std::string set_up =
         "access(~) access(~) access(~) open(~/direction) read(1) close() access(~) open(~/edge) write(4 'both') "
         "close() "
         "open(~/value) lseek(0) read(1) ";
-    const auto look = [&] { EXPECT_EQ(x_gpio_util_poll(7, 2, 0, &value), 1); };
+    drive_line(7, true);
+    const auto look = [&] { EXPECT_EQ(x_gpio_util_poll(7, 2, 0, &value), 1) << "an edge before the wait"; };
     EXPECT_EQ(line_calls(calls_of(look), line7), set_up + "poll(1, 0) close()");
-    EXPECT_EQ(during_wait([&] { return x_gpio_util_poll(7, 2, 5000, &value); }, [] { drive_line(7, true); }), 0);
+    EXPECT_EQ(value, -99);
+    EXPECT_EQ(during_wait([&] { return x_gpio_util_poll(7, 2, 5000, &value); }, [] { drive_line(7, false); }), 0);
     EXPECT_EQ(line_calls(sim::fault_plan::log(), line7), set_up + "poll(1, 5000) lseek(0) read(1) close()");
 }
 
 TEST_F(Edges, SingleWaitTellsATimeoutFromAFailure) {
     const auto look = [&] { return x_gpio_util_poll(7, 2, 0, &value); };
     EXPECT_EQ(look(), 1);
-    const Remains before = remains();
     EXPECT_EQ(with_fault({.name = "poll", .error = EINTR}, look), 1);
     EXPECT_EQ(with_fault({.name = "lseek", .lasting = true}, look), 1) << "the clearing read's result does not count";
 
     testing::internal::CaptureStdout();
     EXPECT_EQ(with_fault({.name = "poll", .has_result = true, .result = 1}, look), -1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "revents 0\n");
-
-    const auto edge_unread = [&](sim::Fault fault) {
-        sim::fault_plan::start();
-        return during_wait(
-            [&, fault] {
-                sim::fault_plan::add(fault);
-                return x_gpio_util_poll(7, 2, -1, &value);
-            },
-            [] { drive_line(7, true), drive_line(7, false); });
+    const auto edge_unread = [&] {
+        sim::fault_plan::add({.name = "read", .nth = 3, .has_result = true, .result = 0});
+        return x_gpio_util_poll(7, 2, -1, &value);
     };
-    EXPECT_EQ(edge_unread({.name = "read", .nth = 3}), -1);
-    EXPECT_EQ(edge_unread({.name = "read", .nth = 3, .has_result = true, .result = 0}), -1);
-    for (const char *call : {"open", "write"})
-        for (std::size_t nth = 1; nth <= (call[0] == 'o' ? 3u : 1u); ++nth)
-            EXPECT_EQ(with_fault({.name = call, .nth = nth}, look), -1) << call << nth;
+    EXPECT_EQ(during_wait(edge_unread, [] { drive_line(7, true); }), -1);
     EXPECT_EQ(value, -99);
-    EXPECT_EQ(remains(), before);
 }
 
 TEST_F(Edges, AnUnknownEdgeFailsOnAPreparedInput) {
@@ -143,7 +117,7 @@ TEST_F(Edges, AnUnknownEdgeFailsOnAPreparedInput) {
 TEST_F(Edges, AnySubsetOfSixteenLinesFires) {
     Entries entries = lines(16);
     ASSERT_EQ(setup(entries), 0);
-    for (const unsigned subset : {0x0001u, 0x8000u, 0xa5a5u, 0xffffu, 0x0ff0u}) {
+    for (const unsigned subset : {0x0001u, 0x8000u, 0xa5a5u, 0xffffu}) {
         Entries expected = entries;
         for (unsigned i = 0; i < 16; ++i) {
             entries[i].fired = expected[i].fired = 0;
@@ -158,22 +132,10 @@ TEST_F(Edges, AnySubsetOfSixteenLinesFires) {
         EXPECT_EQ(wait(entries, 0), 1) << "reading the value took the edges back";
         EXPECT_EQ(entries, expected) << "a timeout changes nothing, not even an old fired";
     }
-    cleanup(entries);
-}
-
-TEST_F(Edges, MultipleWaitWakesDuringTheWait) {
-    Entries entries = lines(3, 1);
-    ASSERT_EQ(setup(entries), 0);
-    EXPECT_EQ(during_wait([&] { return wait(entries, -1); }, [] { drive_line(2, true); }), 0);
-    EXPECT_EQ(entries[2].fired, 1);
-    EXPECT_EQ(entries[2].value, 1);
-    EXPECT_EQ(entries[0].fired + entries[1].fired, 0);
-    EXPECT_EQ(with_fault({.name = "poll", .error = EINTR}, [&] { return wait(entries, -1); }), 1);
-
-    drive_line(0, true);
+    drive_line(0, entries[0].value == 0);
+    const Entries before = entries;
     EXPECT_EQ(with_fault({.name = "read"}, [&] { return wait(entries, -1); }), 0) << "poll did report the line";
-    EXPECT_EQ(entries[0].fired, 0);
-    EXPECT_EQ(entries[0].value, -99);
+    EXPECT_EQ(entries, before);
     cleanup(entries);
 }
 
@@ -185,7 +147,6 @@ TEST_F(Edges, CountsOutsideTheLimitAreRefusedUntouched) {
                   EXPECT_EQ(x_gpio_util_poll_multiple(entries.data(), -1, 0), -1);
                   EXPECT_EQ(x_gpio_util_poll_multiple_setup(nullptr, 0), -1);
                   EXPECT_EQ(x_gpio_util_poll_multiple(nullptr, 1, 0), -1);
-                  EXPECT_EQ(x_gpio_util_poll_multiple_setup(entries.data(), 0), 0);
                   EXPECT_EQ(x_gpio_util_poll_multiple_setup(entries.data(), -4), 0);
                   x_gpio_poll_multiple_cleanup(nullptr, 0);
               }),
@@ -194,36 +155,17 @@ TEST_F(Edges, CountsOutsideTheLimitAreRefusedUntouched) {
     EXPECT_EQ(calls_of([&] { EXPECT_EQ(x_gpio_util_poll_multiple(entries.data(), 0, 10), 1); }), Calls{"poll(0, 10)"});
 }
 
-TEST_F(Edges, AFailingSetUpClosesWhatItOpened) {
-    Entries first = lines(4);
-    ASSERT_EQ(setup(first), 0);
-    cleanup(first);
-    const Remains before = remains();
-    const auto set_up_all = [&](sim::Fault fault) {
-        Entries entries = lines(4);
-        EXPECT_EQ(with_fault(fault, [&] { return setup(entries); }), -1);
-        EXPECT_EQ(remains(), before);
-        return entries;
-    };
-    // Two opens and one read configure each line; then one open and one read prepare it for waiting.
-    for (std::size_t line = 1; line <= 4; ++line) {
-        EXPECT_EQ(set_up_all({.name = "open", .nth = 2 * line})[0].fd, 999);
-        for (const sim::Fault &fault : {sim::Fault{.name = "open", .nth = 8 + line},
-                                        {.name = "read", .nth = 4 + line},
-                                        {.name = "read", .nth = 4 + line, .has_result = true, .result = 0}})
-            for (const x_gpio_poll_entry &entry : set_up_all(fault)) EXPECT_EQ(entry.fd, -1);
-    }
-}
-
-TEST_F(Edges, CleanUpClosesEachDescriptorOnce) {
-    const Remains before = remains();
+TEST_F(Edges, DescriptorsAreClosedOnceAndWhenTheSetUpFails) {
     Entries entries = lines(3);
     ASSERT_EQ(setup(entries), 0);
-    EXPECT_EQ(remains().descriptors, before.descriptors + 3);
     EXPECT_EQ(calls_of([&] { cleanup(entries); }), Calls(3, "close()"));
     EXPECT_EQ(calls_of([&] { cleanup(entries); }), Calls{});
-    for (const x_gpio_poll_entry &entry : entries) EXPECT_EQ(entry.fd, -1);
+    const Remains before = remains();
+    // The first three reads configure the lines.
+    const sim::Fault unreadable{.name = "read", .nth = 5, .has_result = true, .result = 0};
+    EXPECT_EQ(with_fault(unreadable, [&] { return setup(entries); }), -1);
     EXPECT_EQ(remains(), before);
+    for (const x_gpio_poll_entry &entry : entries) EXPECT_EQ(entry.fd, -1);
 }
 
 }  // namespace

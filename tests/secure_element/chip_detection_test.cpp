@@ -34,42 +34,29 @@ TEST_F(ChipDetection, AnAnswerOnTheBusIsAnAteccAndIsRemembered) {
     EXPECT_EQ(calls, (Calls{ask_atecc, ask_trustx, "open(/dev/i2c-2)", "ioctl(0x707)", "close()",
                             "system(/bin/rm /mnt/settings/trustx > /dev/null 2>&1)",
                             "system(/bin/touch /mnt/settings/atecc > /dev/null 2>&1)"}));
-    EXPECT_TRUE(board.get("/mnt/settings/atecc"));
-    EXPECT_FALSE(board.get("/mnt/settings/trustx"));
 }
 
 TEST_F(ChipDetection, FiveTriesWithoutAnAnswerMeanTrustx) {
     board.fit({.chip = "trustx"});
-    const Calls calls = calls_of([] { EXPECT_EQ(detected(), 2); });
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), "ioctl(0x707)"), 5);
-    EXPECT_EQ(calls[calls.size() - 3], "close()") << "the bus is closed before the markers change";
-    EXPECT_FALSE(board.get("/mnt/settings/atecc"));
-    EXPECT_TRUE(board.get("/mnt/settings/trustx"));
+    Calls expected{ask_atecc, ask_trustx, "open(/dev/i2c-2)"};
+    expected.insert(expected.end(), 5, "ioctl(0x707)");
+    for (const char *call : {"close()", "system(/bin/rm /mnt/settings/atecc > /dev/null 2>&1)",
+                             "system(/bin/touch /mnt/settings/trustx > /dev/null 2>&1)"})
+        expected.push_back(call);
+    EXPECT_EQ(calls_of([] { EXPECT_EQ(detected(), 2); }), expected);
 }
 
 TEST_F(ChipDetection, ALaterTrySuffices) {
     board.fit({.chip = "atecc608a"});
-    sim::fault_plan::start();
-    for (std::size_t nth = 1; nth <= 4; ++nth)
-        sim::fault_plan::add({.name = "ioctl", .nth = nth, .has_result = true, .result = 1});
-    EXPECT_EQ(detected(), 1) << "one message of two is not an answer";
-    sim::fault_plan::stop();
-}
-
-TEST_F(ChipDetection, ABusThatCannotBeOpenedIsNotProbed) {
-    board.fit({.chip = "atecc608a"});
-    board.remove("/dev/i2c-2");
-    const Calls calls = calls_of([] { EXPECT_EQ(detected(), 2); });
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), "ioctl(0x707)"), 0);
+    const sim::Fault half_an_answer{.name = "ioctl", .has_result = true, .result = 1};
+    EXPECT_EQ(with_fault(half_an_answer, detected), 1);
 }
 
 TEST_F(ChipDetection, NullArgumentsComeBeforeDetection) {
     const Calls calls = calls_of([] {
         EXPECT_EQ(tpm_get_chip_type(nullptr), 3);
         EXPECT_EQ(tpm_is_data_locked(nullptr), 3);
-        EXPECT_EQ(tpm_is_slot_locked(0, nullptr), 3);
         EXPECT_EQ(tpm_genkey(nullptr, 68), 3);
-        EXPECT_EQ(tpm_get_config_atecc(nullptr), 3);
         EXPECT_EQ(tpm_cert_get_version(nullptr), 3);
         EXPECT_EQ(tpm_cert_set_serial_number(nullptr, 1), 12);
         size_t none = 0;
