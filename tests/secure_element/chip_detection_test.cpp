@@ -52,10 +52,18 @@ TEST_F(ChipDetection, ALaterTrySuffices) {
     EXPECT_EQ(with_fault(half_an_answer, detected), 1);
 }
 
+TEST_F(ChipDetection, ABusThatCannotBeOpenedIsNotProbed) {
+    board.remove("/dev/i2c-2");
+    const Calls calls = calls_of([] { EXPECT_EQ(detected(), 2); });
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "ioctl(0x707)"), 0);
+}
+
 TEST_F(ChipDetection, NullArgumentsComeBeforeDetection) {
     const Calls calls = calls_of([] {
         EXPECT_EQ(tpm_get_chip_type(nullptr), 3);
         EXPECT_EQ(tpm_is_data_locked(nullptr), 3);
+        EXPECT_EQ(tpm_is_slot_locked(0, nullptr), 3);
+        EXPECT_EQ(tpm_get_config_atecc(nullptr), 3);
         EXPECT_EQ(tpm_genkey(nullptr, 68), 3);
         EXPECT_EQ(tpm_cert_get_version(nullptr), 3);
         EXPECT_EQ(tpm_cert_set_serial_number(nullptr, 1), 12);
