@@ -15,7 +15,8 @@ Usage: ./test.sh [JOB...]
   --fuzz SECONDS
                run each fuzz target for so long, from its seeds; what is learned and found stays in build/fuzz
   --format     check the formatting
-  --analysis   --format, clang-tidy and cppcheck
+  --analysis   --format, cppcheck, and clang-tidy on the library and the simulated board
+  --tidy-tools clang-tidy on the tools, ten minutes and more
   --all        all of these, --fuzz with 5 seconds
 
 Installs what is missing with apt-get on Debian 12, as root or through sudo. Each job builds in build/<preset>.
@@ -84,8 +85,8 @@ check_format() { sources | xargs clang-format --dry-run -Werror; }
 
 check_tidy() {
     build default >/dev/null &&
-        git ls-files 'src/*.cpp' 'sim/*.cpp' 'tools/*.cpp' |
-        xargs -P "$jobs" -n 4 clang-tidy -p build/default --quiet --warnings-as-errors='*' 2>"$log" || { cat "$log"; false; }
+        git ls-files "$@" | xargs -P "$jobs" -n 4 clang-tidy -p build/default --quiet --warnings-as-errors='*' 2>"$log" ||
+        { cat "$log"; false; }
 }
 
 # No suppressions: what cppcheck gets wrong is said beside the line, with the reason.
@@ -120,13 +121,13 @@ while [[ $# -gt 0 ]]; do
     option=$1
     shift
     case $option in
-        --default | --asan | --clang | --aarch64 | --coverage | --format | --analysis) selected+=("${option#--}") ;;
+        --default | --asan | --clang | --aarch64 | --coverage | --format | --analysis | --tidy-tools) selected+=("${option#--}") ;;
         --fuzz)
             [[ ${1:-} =~ ^[1-9][0-9]{0,5}$ ]] || { usage >&2; exit 2; }
             selected+=(fuzz) fuzz_seconds=$1
             shift
             ;;
-        --all) selected=(default asan clang aarch64 coverage fuzz analysis) ;;
+        --all) selected=(default asan clang aarch64 coverage fuzz analysis tidy-tools) ;;
         -h | --help) usage && exit 0 ;;
         *) usage >&2 && exit 2 ;;
     esac
@@ -137,7 +138,7 @@ needs=(build)
 for job in "${selected[@]}"; do
     case $job in
         clang | coverage | aarch64 | fuzz) needs+=("$job") ;;
-        format | analysis) needs+=(analysis) ;;
+        format | analysis | tidy-tools) needs+=(analysis) ;;
     esac
 done
 tools/install-packages.sh "${needs[@]}" || exit 2
@@ -149,9 +150,10 @@ for job in "${selected[@]}"; do
         format) check formatting check_format ;;
         analysis)
             check formatting check_format
-            check clang-tidy check_tidy
+            check clang-tidy check_tidy 'src/*.cpp' 'sim/*.cpp'
             check cppcheck check_cppcheck
             ;;
+        tidy-tools) check "clang-tidy on the tools" check_tidy 'tools/*.cpp' ;;
         *) suite "$job" ;;
     esac
 done
