@@ -2,9 +2,7 @@
 
 #include <openssl/bio.h>
 #include <openssl/core_names.h>
-#include <openssl/ec.h>
 #include <openssl/evp.h>
-#include <openssl/param_build.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
@@ -31,18 +29,14 @@ void must(bool ok, const char *what) {
 }
 
 PublicHalf key_from(const PublicKey &point) {
-    std::uint8_t octets[65] = {POINT_CONVERSION_UNCOMPRESSED};
-    std::copy(point.begin(), point.end(), octets + 1);
-    char group[] = "P-256";
-    OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group, 0),
-                               OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, octets, sizeof octets),
-                               OSSL_PARAM_construct_end()};
-    Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
-    EVP_PKEY *key = nullptr;
-    must(EVP_PKEY_fromdata_init(context.get()) == 1 &&
-             EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_PUBLIC_KEY, parameters) == 1,
-         "not a point of the curve");
-    return PublicHalf(key);
+    // A SubjectPublicKeyInfo of P-256, up to X and Y.
+    Bytes info{0x30, 0x59, 0x30, 0x13, 0x06, 0x07, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x02, 0x01, 0x06,
+               0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07, 0x03, 0x42, 0x00, 0x04};
+    info.insert(info.end(), point.begin(), point.end());
+    const std::uint8_t *position = info.data();
+    PublicHalf key(d2i_PUBKEY(nullptr, &position, static_cast<long>(info.size())));
+    must(key != nullptr, "not a point of the curve");
+    return key;
 }
 
 void add_name(X509_NAME *name, const char *field, const std::string &text) {
@@ -76,13 +70,10 @@ Bytes encoded(Encode encode, Object *object) {
     return bytes;
 }
 
-// Content length of the INTEGER at an offset.
-std::size_t integer_length(const Bytes &der, std::size_t offset) { return der.at(offset + 1); }
-
 bool as_wished(const Bytes &certificate, const Wishes &wishes) {
     const std::size_t r = parts_of(certificate).integers_offset;
-    const std::size_t r_length = integer_length(certificate, r);
-    const std::size_t s_length = integer_length(certificate, r + 2 + r_length);
+    const std::size_t r_length = certificate.at(r + 1);
+    const std::size_t s_length = certificate.at(r + 2 + r_length + 1);
     return (!wishes.r_length || wishes.r_length == r_length) && (!wishes.s_length || wishes.s_length == s_length);
 }
 
@@ -109,13 +100,9 @@ Authority::Authority(const std::string &common_name) : name_(common_name) {
 
 PublicKey Authority::public_key() const {
     sim::Unseen unseen;
-    std::uint8_t octets[65];
-    std::size_t size = 0;
-    must(EVP_PKEY_get_octet_string_param(key_.get(), OSSL_PKEY_PARAM_PUB_KEY, octets, sizeof octets, &size) == 1 &&
-             size == sizeof octets,
-         "public key");
+    const Bytes info = encoded(i2d_PUBKEY, key_.get());
     PublicKey point;
-    std::copy(octets + 1, octets + sizeof octets, point.begin());
+    std::copy(info.end() - 64, info.end(), point.begin());
     return point;
 }
 
@@ -174,17 +161,6 @@ Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key,
     return der;
 }
 
-Bytes Authority::sign(const Bytes &data) const {
-    sim::Unseen unseen;
-    Owned<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
-    std::uint8_t signature[80];
-    std::size_t size = sizeof signature;
-    must(EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, key_.get()) == 1 &&
-             EVP_DigestSign(context.get(), signature, &size, data.data(), data.size()) == 1,
-         "signing");
-    return Bytes(signature + 2, signature + size);  // without the SEQUENCE's tag and length
-}
-
 std::string pem_of(const Bytes &der, const char *label) {
     sim::Unseen unseen;
     Stream stream(BIO_new(BIO_s_mem()));
@@ -219,14 +195,6 @@ CertificateParts parts_of(const Bytes &certificate) {
     const auto key = std::search(certificate.begin(), certificate.end(), std::begin(before_key), std::end(before_key));
     return {tbs, tbs_end - tbs, static_cast<std::size_t>(key - certificate.begin()) + sizeof before_key,
             element_at(certificate, sequence).content};
-}
-
-bool signed_by(const Bytes &certificate, const PublicKey &issuer) {
-    sim::Unseen unseen;
-    const std::uint8_t *position = certificate.data();
-    Certificate parsed(d2i_X509(nullptr, &position, static_cast<long>(certificate.size())));
-    return parsed && position == certificate.data() + certificate.size() &&
-           X509_verify(parsed.get(), key_from(issuer).get()) == 1;
 }
 
 bool request_is_sound(const Bytes &request, const std::string &common_name, const PublicKey &key) {

@@ -40,9 +40,6 @@ class Authority {
         return issue(subject.name(), subject.public_key(), wishes);
     }
 
-    // The two DER INTEGERs r and s of an ECDSA signature over the SHA-256 digest of the data.
-    Bytes sign(const Bytes &data) const;
-
  private:
     std::string name_;
     std::shared_ptr<evp_pkey_st> key_;
@@ -61,8 +58,7 @@ struct CertificateParts {
 };
 CertificateParts parts_of(const Bytes &certificate);
 
-// What libcrypto thinks of a certificate's or a request's signature.
-bool signed_by(const Bytes &certificate, const PublicKey &issuer);
+// What libcrypto thinks of a request: its signature, its name and its key.
 bool request_is_sound(const Bytes &request, const std::string &common_name, const PublicKey &key);
 
 }  // namespace ostdrv::test

@@ -1,4 +1,4 @@
-#include "certificates/trustx_world.hpp"
+#include "certificates/chains.hpp"
 
 namespace ostdrv::test {
 namespace {
@@ -37,6 +37,9 @@ class TrustxStore : public TrustxWorld {
 };
 
 TEST_F(TrustxStore, KeepsCertificatesWholeAndGivesThemBack) {
+    EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_cert_export_device_cert(nullptr), 3); }), Calls());
+    EXPECT_EQ(tpm_cert_export_device_cert(path("d.out").c_str()), 8) << "nothing is stored";
+    EXPECT_FALSE(exists("d.out"));
     save_chain();
     EXPECT_EQ(chip::peek(signer_object), signer_cert);
     EXPECT_EQ(chip::peek(device_object), device_cert);
@@ -44,7 +47,6 @@ TEST_F(TrustxStore, KeepsCertificatesWholeAndGivesThemBack) {
     EXPECT_EQ(tpm_cert_export_device_cert(path("d.out").c_str()), 0);
     EXPECT_EQ(der_of(get("s.out")), signer_cert);
     EXPECT_EQ(der_of(get("d.out")), device_cert);
-    EXPECT_EQ(get("d.out").substr(0, 29), "-----BEGIN CERTIFICATE-----\r\n");
 
     const Bytes largest = signer.issue(device, {.tbs_size = 1024 - 4 - 12 - 75, .r_length = 33, .s_length = 33});
     ASSERT_EQ(largest.size(), 1024u);
@@ -60,12 +62,13 @@ TEST_F(TrustxStore, RefusedSavesDoNotTouchTheChip) {
     save_chain();
     const std::string bad = put("bad.pem", " -----BEGIN CERTIFICATE-----\nAAAA\n"), missing = path("missing");
     for (const auto save : {tpm_cert_save_signer_cert, tpm_cert_save_device_cert})
-        for (const auto &call : calls_of([&] {
-                 EXPECT_EQ(save(nullptr), 3);
-                 EXPECT_EQ(save(bad.c_str()), 8);
-                 EXPECT_EQ(save(missing.c_str()), 8);
-             }))
-            EXPECT_TRUE(call.starts_with("f")) << call;
+        EXPECT_EQ(calls_starting("trustX",
+                                 [&] {
+                                     EXPECT_EQ(save(nullptr), 3);
+                                     EXPECT_EQ(save(bad.c_str()), 8);
+                                     EXPECT_EQ(save(missing.c_str()), 8);
+                                 }),
+                  Calls{});
     EXPECT_EQ(tpm_cert_lock_signer_cert(), 0);
     EXPECT_EQ(save_signer(device_cert), 4);
     EXPECT_EQ(chip::peek(signer_object), signer_cert);
@@ -74,67 +77,20 @@ TEST_F(TrustxStore, RefusedSavesDoNotTouchTheChip) {
 
 TEST_F(TrustxStore, LocksTheCertificateThenItsKey) {
     save_chain();
-    const auto locks = [](int (*lock)(), int expected) {
-        Calls made;
-        for (const auto &call : calls_of([&] { EXPECT_EQ(lock(), expected); }))
-            if (call.starts_with("trustX_lockSlot")) made.push_back(call);
-        return made;
-    };
-    sim::fault_plan::start();
-    sim::fault_plan::add({.name = "trustX_lockSlot"});
-    EXPECT_EQ(tpm_cert_lock_device_cert(), 2);
-    sim::fault_plan::stop();
-    EXPECT_EQ(chip::is_locked(device_key), false);
-
-    EXPECT_EQ(locks(tpm_cert_lock_device_cert, 0), (Calls{"trustX_lockSlot(0xe0e1)", "trustX_lockSlot(0xe0f1)"}));
-    EXPECT_EQ(locks(tpm_cert_lock_device_cert, 0), Calls()) << "nothing is locked twice";
+    const auto locks = [](int (*lock)()) { return calls_starting("trustX_lockSlot", [&] { EXPECT_EQ(lock(), 0); }); };
+    EXPECT_EQ(locks(tpm_cert_lock_device_cert), (Calls{"trustX_lockSlot(0xe0e1)", "trustX_lockSlot(0xe0f1)"}));
+    EXPECT_EQ(locks(tpm_cert_lock_device_cert), Calls()) << "nothing is locked twice";
     chip::set_locked(signer_object, true);
-    EXPECT_EQ(locks(tpm_cert_lock_signer_cert, 0), Calls{"trustX_lockSlot(0xe0f2)"});
-    EXPECT_EQ(chip::is_locked(signer_key), true);
+    EXPECT_EQ(locks(tpm_cert_lock_signer_cert), Calls{"trustX_lockSlot(0xe0f2)"});
     std::uint8_t public_key[91];
     EXPECT_EQ(tpm_genkey(public_key, 68), 2) << "the device's key stays";
-    EXPECT_EQ(verify(root.public_key()), 0);
-}
-
-TEST_F(TrustxStore, ExportsReportWhatKeepsThemFromWriting) {
-    EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_cert_export_device_cert(nullptr), 3); }), Calls());
-    EXPECT_EQ(tpm_cert_export_device_cert(path("out").c_str()), 8) << "nothing is stored";
-    EXPECT_FALSE(exists("out"));
-    save_chain();
-    EXPECT_EQ(tpm_cert_export_device_cert(path("no/such").c_str()), 8);
-}
-
-TEST_F(TrustxStore, EveryFailingCallHasItsStatus) {
-    save_chain();
-    const std::string out = path("out"), in = put("in", pem_of(signer_cert));
-    const auto expected = [](const std::string &call) {
-        if (call == "trustX_Close") return 0;
-        return call.starts_with("f") || call.ends_with("Base64") ? 8 : 2;
-    };
-    fail_each_call([&] { return tpm_cert_export_signer_cert(out.c_str()); },
-                   [&](int status, const std::string &call) { EXPECT_EQ(status, expected(call)); });
-    // A failing read ends the text, which may decode all the same; closing what was read does not matter.
-    fail_each_call([&] { return tpm_cert_save_signer_cert(in.c_str()); },
-                   [&](int status, const std::string &call) {
-                       EXPECT_TRUE(call == "fread" || status == (call == "fclose" ? 0 : expected(call))) << status;
-                   });
-    save_chain();
-    fail_each_call(
-        [&] { return verify(root.public_key()); },
-        [&](int status, const std::string &call) { EXPECT_EQ(status, call == "trustX_verify" ? 15 : expected(call)); });
 }
 
 TEST_F(TrustxStore, VerifiesSoundChainsOfEveryForm) {
-    const Wishes forms[] = {{.extensions = false},
-                            {.tbs_size = 700},
-                            {.extensions = false, .r_length = 33, .s_length = 32},
-                            {.extensions = false, .r_length = 32, .s_length = 33},
-                            {.extensions = false, .r_length = 31},
-                            {.extensions = false, .s_length = 31}};
-    for (const Wishes &form : forms)
-        EXPECT_EQ(verify_stored(root.issue(signer, form), signer.issue(device, form)), 0)
-            << form.tbs_size << " " << form.r_length << " " << form.s_length;
-    const Authority brief_root("R"), brief("S");
+    for (const Wishes &form : {Wishes{.extensions = false, .r_length = 33, .s_length = 31},
+                               Wishes{.extensions = false, .r_length = 31, .s_length = 33}, Wishes{.tbs_size = 700}})
+        EXPECT_EQ(verify_stored(root.issue(signer, form), signer.issue(device, form)), 0);
+    const Authority brief("S");
     const Bytes small = brief.issue("D", device.public_key(), {.extensions = false});
     ASSERT_EQ(small[5], 0x81) << "a length of one byte";
     EXPECT_EQ(verify_stored(root.issue("Ostravel Signer of the Plant 1", brief.public_key()), small), 0);
@@ -148,9 +104,7 @@ TEST_F(TrustxStore, VerifiesSoundChainsOfEveryForm) {
 TEST_F(TrustxStore, RefusesUnsoundChains) {
     const Authority stranger("Ostravel Root Authority");
     EXPECT_EQ(verify_stored({}, {}), 15) << "blank";
-    EXPECT_EQ(verify_stored(signer_cert, {}), 15);
     EXPECT_EQ(verify_stored(device_cert, signer_cert), 15) << "swapped";
-    EXPECT_EQ(verify_stored(signer_cert, signer_cert), 15);
     EXPECT_EQ(verify_stored(stranger.issue(signer), device_cert), 15);
     EXPECT_EQ(verify_stored(signer_cert, stranger.issue(device)), 15);
     EXPECT_EQ(verify_stored(root.issue(signer.name(), stranger.public_key()), device_cert), 15);
@@ -174,55 +128,42 @@ TEST_F(TrustxStore, TheSignersKeyIsLookedForWithinTwentyBytes) {
 
 TEST_F(TrustxStore, NoFlippedBitIsEverVerified) {
     const Wishes brief{.extensions = false};
-    const Bytes sound_signer = root.issue(signer, brief), sound_device = signer.issue(device, brief);
-    std::size_t flipped = 0;
-    for (const bool at_signer : {true, false}) {
-        const Bytes &sound = at_signer ? sound_signer : sound_device;
+    const Bytes of_signer = root.issue(signer, brief), of_device = signer.issue(device, brief);
+    ASSERT_EQ(verify_stored(of_signer, of_device), 0);
+    for (const auto &[object, sound] : {std::pair(signer_object, of_signer), {device_object, of_device}}) {
         const auto parts = parts_of(sound);
-        ASSERT_EQ(verify_stored(sound_signer, sound_device), 0);
         for (std::size_t bit = parts.tbs_offset * 8; bit < sound.size() * 8; ++bit) {
             const std::size_t byte = bit / 8;
             if (byte >= parts.tbs_offset + parts.tbs_size && byte < parts.integers_offset) continue;
             Bytes bent = sound;
             bent[byte] = static_cast<std::uint8_t>(bent[byte] ^ 1u << bit % 8);
-            ASSERT_EQ(verify_with(at_signer ? signer_object : device_object, bent), 15)
-                << byte << " of " << (at_signer ? "signer" : "device");
-            ++flipped;
+            ASSERT_EQ(verify_with(object, bent), 15) << byte << " of " << object;
         }
+        ASSERT_EQ(verify_with(object, sound), 0);
     }
-    std::printf("%zu flipped bits, none verified\n", flipped);
 }
 
 TEST_F(TrustxStore, NoLengthInACertificateIsBelievedBeyondWhatIsStored) {
     save_chain();
     const auto parts = parts_of(signer_cert);
-    const auto verifications = [&](const Bytes &stored) {
-        Calls made;
-        for (const auto &call : calls_of([&] { EXPECT_EQ(verify_with(signer_object, stored), 15); }))
-            if (call.starts_with("trustX_verify")) made.push_back(call);
-        return made.size();
+    const auto expect_refused_before_the_chip = [&](const Bytes &stored) {
+        EXPECT_EQ(calls_starting("trustX_verify", [&] { EXPECT_EQ(verify_with(signer_object, stored), 15); }), Calls{});
     };
-    for (std::size_t size = 0; size < signer_cert.size(); ++size)
-        EXPECT_EQ(verifications(Bytes(signer_cert.begin(), signer_cert.begin() + static_cast<long>(size))), 0u) << size;
+    for (Bytes stored = signer_cert; !stored.empty();) {
+        stored.pop_back();
+        expect_refused_before_the_chip(stored);
+    }
     for (const std::size_t header : {std::size_t{0}, parts.tbs_offset})
-        for (const int more : {1, 100, 0x7000}) {
+        for (const std::size_t more : {1u, 100u, 0x7000u}) {
             Bytes stored = signer_cert;
-            const std::size_t rest = stored.size() - header - 4 + static_cast<std::size_t>(more);
+            const std::size_t rest = stored.size() - header - 4 + more;
             stored[header + 2] = static_cast<std::uint8_t>(rest >> 8);
             stored[header + 3] = static_cast<std::uint8_t>(rest);
-            EXPECT_EQ(verifications(stored), 0u) << header << " " << more;
+            expect_refused_before_the_chip(stored);
         }
     Bytes far_algorithm = signer_cert;
     far_algorithm[parts.tbs_offset + parts.tbs_size + 1] = 0xff;
-    EXPECT_EQ(verifications(far_algorithm), 0u);
-    for (std::size_t at = 0; at < signer_cert.size(); at += at < 8 ? 1 : 3)
-        for (const int value : {0x00, 0x7f, 0x80, 0x81, 0x82, 0xff}) {
-            Bytes stored = signer_cert;
-            stored[at] = static_cast<std::uint8_t>(value);
-            const int status = verify_with(signer_object, stored);
-            const bool is_signed = at >= parts.tbs_offset && at < parts.tbs_offset + parts.tbs_size;
-            EXPECT_TRUE(status == 15 || (status == 0 && (!is_signed || stored == signer_cert))) << at;
-        }
+    expect_refused_before_the_chip(far_algorithm);
 }
 
 }  // namespace
