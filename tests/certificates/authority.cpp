@@ -1,7 +1,6 @@
 #include "authority.hpp"
 
 #include <openssl/bio.h>
-#include <openssl/core_names.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -51,13 +50,12 @@ void add_extension(X509 *certificate, X509V3_CTX *context, int nid, const std::s
     must(extension && X509_add_ext(certificate, extension.get(), -1) == 1, "extension");
 }
 
-void add_extensions(X509 *certificate, const Wishes &wishes, std::size_t padding) {
+void add_extensions(X509 *certificate, const Wishes &wishes) {
     X509V3_CTX context;
     X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
     add_extension(certificate, &context, NID_basic_constraints, wishes.authority ? "critical,CA:TRUE" : "CA:FALSE");
     add_extension(certificate, &context, NID_key_usage, wishes.authority ? "keyCertSign" : "digitalSignature");
     add_extension(certificate, &context, NID_subject_key_identifier, "hash");
-    if (padding) add_extension(certificate, &context, NID_netscape_comment, std::string(padding, 'p'));
 }
 
 template <typename Encode, typename Object>
@@ -108,12 +106,9 @@ PublicKey Authority::public_key() const {
 
 PrivateKey Authority::private_key() const {
     sim::Unseen unseen;
-    BIGNUM *number = nullptr;
-    must(EVP_PKEY_get_bn_param(key_.get(), OSSL_PKEY_PARAM_PRIV_KEY, &number) == 1, "private key");
+    const Bytes key = encoded(i2d_PrivateKey, key_.get());
     PrivateKey scalar;
-    const int size = BN_bn2binpad(number, scalar.data(), static_cast<int>(scalar.size()));
-    BN_clear_free(number);
-    must(size == static_cast<int>(scalar.size()), "private key");
+    std::copy_n(key.begin() + 7, scalar.size(), scalar.begin());  // the SEQUENCE's second element
     return scalar;
 }
 
@@ -133,10 +128,8 @@ Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key,
              "certificate");
         add_name(X509_get_issuer_name(certificate.get()), "CN", name_);
         add_name(X509_get_subject_name(certificate.get()), "CN", subject);
-        if (wishes.extensions)
-            add_extensions(certificate.get(), wishes, padding);
-        else if (padding)
-            add_name(X509_get_subject_name(certificate.get()), "OU", std::string(padding, 'p'));
+        if (padding) add_name(X509_get_subject_name(certificate.get()), "OU", std::string(padding, 'p'));
+        if (wishes.extensions) add_extensions(certificate.get(), wishes);
         must(X509_sign(certificate.get(), key_.get(), EVP_sha256()) > 0, "signing");
         return certificate;
     };

@@ -5,11 +5,12 @@ namespace {
 
 class PemReader : public World {
  protected:
-    Bytes der = Authority("PEM CA").issue("PEM subject", PublicKey(Authority("x").public_key()), {.tbs_size = 400});
+    const Authority owner{"PEM"};
+    const Bytes der = owner.issue(owner);
+    const std::string pem = pem_of(der);
 };
 
 TEST_F(PemReader, TheCapacityIsComparedWithTheFileNotTheDer) {
-    const std::string pem = pem_of(der);
     const std::string file = put("cert.pem", pem);
     Bytes out(pem.size(), 0xEE);
     size_t len = pem.size();
@@ -23,7 +24,6 @@ TEST_F(PemReader, TheCapacityIsComparedWithTheFileNotTheDer) {
 }
 
 TEST_F(PemReader, HostileFilesGetAStatusAndChangeNothing) {
-    const std::string pem = pem_of(der);
     std::vector<std::pair<std::string, int>> cases = {{"", 2},
                                                       {std::string(700, '\0'), 2},
                                                       {"-----BEGIN CERTIFICATE-----\n--", 2},
