@@ -58,8 +58,8 @@ TEST_F(UsbKit, CopiesAndDirectoryFollowTheFileName) {
     const auto save = [&] { return tpm_cert_save_signer_cert(pem_file("signercert.cert", device_cert).c_str()); };
     EXPECT_EQ(with_fault({.name = "atcab_eeprom_write", .nth = 2}, save), 2);
     EXPECT_EQ(sim::look_into_atecc(), chip) << "the chip comes after the kit's EEPROM";
-    // A directory that lies about lengths.
-    sim::change_usb_eeprom([](sim::UsbEeprom &eeprom) { eeprom[40] = eeprom[41] = 0xFF; });
+    // A directory whose length is larger than any certificate's.
+    sim::change_usb_eeprom([](sim::UsbEeprom &eeprom) { eeprom[40] = eeprom[41] = 0x04; });
     EXPECT_EQ(verify(root.public_key()), (Verdict{2, 0}));
 }
 

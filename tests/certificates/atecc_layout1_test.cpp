@@ -37,11 +37,10 @@ TEST_F(Layout1, EveryShapeOfCertificateComesBackByteForByte) {
 TEST_F(Layout1, WhatDoesNotFitIsRefusedBeforeTheFirstWrite) {
     const Bytes signer_too_long = root.issue(signer, {.extensions = false, .tbs_size = 417});
     const Bytes device_too_long = root.issue(signer, {.extensions = false, .tbs_size = 361});
-    const size_t integers = parts_of(signer_cert).integers_offset;
-    Bytes no_integer = signer_cert, long_integer = signer_cert, cut = signer_cert;
-    no_integer[integers] = 0x04;
-    long_integer[integers + 1] = 0x60;  // beyond the certificate
+    Bytes no_integer = signer_cert, cut = signer_cert, long_integer = root.issue(signer, {.s_length = 31});
+    no_integer[parts_of(signer_cert).integers_offset] = 0x04;
     cut.pop_back();
+    ++long_integer[long_integer.size() - 32];  // s, which ends the certificate
 
     const auto before = sim::look_into_atecc();
     EXPECT_EQ(tpm_cert_save_signer_cert(pem_file("c", signer_too_long).c_str()), 17);

@@ -169,13 +169,19 @@ TEST_F(Store, WithoutADeviceEverythingIsEleven) {
     EXPECT_EQ(run(x_sensor_eeprom_reset), (Outcome{-1, 11}));
 }
 
-TEST_F(Store, AFailedCallHasItsStatus) {
-    const std::pair<const char *, int> promises[] = {
-        {"stat", 11}, {"kset_read", 12}, {"kset_get_hex", 12}, {"kset_write", 13}, {"kset_add_hex", 13}};
-    for (const auto &[call, status] : promises) {
+TEST_F(Store, AFailedCallHasItsStatusAndAFailedReadClosesTheStore) {
+    const struct {
+        const char *call;
+        std::size_t nth;
+        int status;
+    } cases[] = {{"stat", 1, 11},       {"kset_add_hex", 1, 13}, {"kset_write", 1, 13},
+                 {"kset_read", 1, 12},  {"kset_read", 2, 12},    {"kset_read", 3, 12},
+                 {"kset_write", 2, 13}, {"kset_get_hex", 1, 12}, {"kset_get_hex", 2, 12}};
+    for (const auto &c : cases) {
         erase(1024);
         const auto store_one = [&] { return store(Payload({{0, "one"}})); };
-        EXPECT_EQ(with_fault({.name = call}, store_one), (Outcome{-1, status})) << call;
+        EXPECT_EQ(with_fault({.name = c.call, .nth = c.nth}, store_one), (Outcome{-1, c.status})) << c.call << c.nth;
+        EXPECT_EQ(sim::fault_plan::log().back() == "kset_shutdown()", c.status == 12) << c.call << c.nth;
     }
 }
 
