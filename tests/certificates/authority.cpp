@@ -50,12 +50,13 @@ void add_extension(X509 *certificate, X509V3_CTX *context, int nid, const std::s
     must(extension && X509_add_ext(certificate, extension.get(), -1) == 1, "extension");
 }
 
-void add_extensions(X509 *certificate, const Wishes &wishes) {
+void add_extensions(X509 *certificate, const Wishes &wishes, std::size_t padding) {
     X509V3_CTX context;
     X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
     add_extension(certificate, &context, NID_basic_constraints, wishes.authority ? "critical,CA:TRUE" : "CA:FALSE");
     add_extension(certificate, &context, NID_key_usage, wishes.authority ? "keyCertSign" : "digitalSignature");
     add_extension(certificate, &context, NID_subject_key_identifier, "hash");
+    if (padding) add_extension(certificate, &context, NID_netscape_comment, std::string(padding, 'p'));
 }
 
 template <typename Encode, typename Object>
@@ -104,14 +105,6 @@ PublicKey Authority::public_key() const {
     return point;
 }
 
-PrivateKey Authority::private_key() const {
-    sim::Unseen unseen;
-    const Bytes key = encoded(i2d_PrivateKey, key_.get());
-    PrivateKey scalar;
-    std::copy_n(key.begin() + 7, scalar.size(), scalar.begin());  // the SEQUENCE's second element
-    return scalar;
-}
-
 Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key, const Wishes &wishes) const {
     sim::Unseen unseen;
     const PublicHalf key = key_from(subject_key);
@@ -128,8 +121,10 @@ Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key,
              "certificate");
         add_name(X509_get_issuer_name(certificate.get()), "CN", name_);
         add_name(X509_get_subject_name(certificate.get()), "CN", subject);
-        if (padding) add_name(X509_get_subject_name(certificate.get()), "OU", std::string(padding, 'p'));
-        if (wishes.extensions) add_extensions(certificate.get(), wishes);
+        if (wishes.extensions)
+            add_extensions(certificate.get(), wishes, padding);
+        else if (padding)
+            add_name(X509_get_subject_name(certificate.get()), "OU", std::string(padding, 'p'));
         must(X509_sign(certificate.get(), key_.get(), EVP_sha256()) > 0, "signing");
         return certificate;
     };

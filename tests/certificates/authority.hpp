@@ -13,7 +13,6 @@ struct evp_pkey_st;
 namespace ostdrv::test {
 
 using sim::Bytes;
-using sim::PrivateKey;
 using sim::PublicKey;
 
 // What a test wants of a certificate, as far as it cares.
@@ -32,7 +31,6 @@ class Authority {
 
     const std::string &name() const { return name_; }
     PublicKey public_key() const;
-    PrivateKey private_key() const;
 
     // A version 3 certificate in DER, issued and signed by this authority for somebody's key.
     Bytes issue(const std::string &subject, const PublicKey &subject_key, const Wishes &wishes = {}) const;

@@ -12,6 +12,7 @@ class Template : public World {
 };
 
 TEST_F(Template, FindsThePartsOfACertificate) {
+    // The command's line for so long an extension is longer than a reader's buffer.
     const Bytes der = issuer.issue(subject, {.tbs_size = 900, .r_length = 31, .s_length = 33});
     const CertificateParts parts = parts_of(der);
     atcacert_def_t def, expected;
