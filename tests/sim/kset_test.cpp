@@ -92,7 +92,8 @@ TEST_F(Kset, StoredValuesThatADeclarationDoesNotAllowAreRefusedWhole) {
     write_other();
     const std::function<int()> others[] = {
         [] { return kset_add_int(1, "bounds", 0, 10, 0); }, [] { return kset_add_hex(1, "kind", 4, nullptr); },
-        [] { return kset_add_hex(2, "shorter", 2, nullptr); }, [] { return kset_add_string(11, "shorter", 3, ""); }};
+        [] { return kset_add_hex(2, "longer", 4, nullptr); }, [] { return kset_add_hex(2, "shorter", 2, nullptr); },
+        [] { return kset_add_string(11, "shorter", 3, ""); }};
     for (const auto &other : others) {
         open();
         EXPECT_EQ(other(), 0);
