@@ -898,8 +898,10 @@ extern const char b64chars[66];
 
 /*
  * Both functions run "/usr/bin/openssl asn1parse" over the DER bytes, through two files in /tmp that they remove again,
- * and reseed rand with the time. Inputs are below 10000 bytes. Status 0; 8 when a temporary file cannot be made,
- * written or opened; 9 when the command fails. The files are removed in every case.
+ * and reseed rand with the time. Inputs are below 10000 bytes. In the command's listing only a length below 1000 can be
+ * read, a longer one counts as 0: a to-be-signed part of 1000 bytes or more, which no certificate of at most 1024 bytes
+ * has, is not measured. Status 0; 8 when a temporary file cannot be made, written or opened; 9 when the command fails.
+ * The files are removed in every case.
  */
 
 /*
