@@ -2,15 +2,8 @@
 
 #include "core/fault_plan.hpp"
 #include "objects.hpp"
-#include "trustx.h"
 
 namespace ostdrv::sim::trustx {
-
-bool make_blank() {
-    Unseen unseen;
-    const StateLock lock;
-    return lock.held() && Objects().save();
-}
 
 std::optional<Bytes> peek(std::uint16_t object_id) {
     Unseen unseen;
@@ -45,16 +38,6 @@ bool set_locked(std::uint16_t object_id, bool locked) {
     Unseen unseen;
     return change_object(object_id, [&](Object &object) {
         object.locked = locked;
-        return true;
-    });
-}
-
-bool import_key(std::uint16_t object_id, const PrivateKey &key) {
-    Unseen unseen;
-    return change_object(object_id, [&](Object &object) {
-        if (object.kind() != Kind::key || !p256_public_key(key)) return false;
-        StoredKey{OPTIGA_KEY_USAGE_AUTHENTICATION | OPTIGA_KEY_USAGE_ENCRYPTION | OPTIGA_KEY_USAGE_SIGN, key}.put_into(
-            object);
         return true;
     });
 }

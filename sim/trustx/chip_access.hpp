@@ -12,9 +12,6 @@ namespace ostdrv::sim::trustx {
 // Sessions that this process has opened and not closed.
 int open_sessions();
 
-// Puts a blank chip on the board, whatever state the one before was in.
-bool make_blank();
-
 // The used bytes of a certificate or data object.
 std::optional<Bytes> peek(std::uint16_t object_id);
 // Replaces them; the object keeps its lock.
@@ -23,8 +20,6 @@ bool poke(std::uint16_t object_id, ByteView bytes);
 std::optional<bool> is_locked(std::uint16_t object_id);
 bool set_locked(std::uint16_t object_id, bool locked);
 
-// Puts a private key with every usage into a key object.
-bool import_key(std::uint16_t object_id, const PrivateKey &key);
 // The public half of the key in a key object.
 std::optional<PublicKey> public_key(std::uint16_t object_id);
 

@@ -106,6 +106,13 @@ TEST_F(TrustxChip, ALockIsForEverAndSaysNever) {
     EXPECT_EQ(sign(), 0) << "and works";
 }
 
+TEST_F(TrustxChip, Base64IsStrict) {
+    std::uint8_t bytes[8];
+    std::size_t length = 0;
+    for (const std::string wrong : {"AA=", "AB==", "====", "AA==AA==", "AA==\n", "A A=", "AA-_"})
+        EXPECT_NE(trustX_decodeBase64(bytes, sizeof bytes, &length, wrong.data(), wrong.size()), 0) << wrong;
+}
+
 TEST_F(TrustxChip, DamagedStatesAreRefusedAndNeverReplaced) {
     Bytes page(300, 'c');
     const struct {
