@@ -6,21 +6,24 @@
 
 #include <cstdio>
 
-extern "C" [[gnu::weak]] void __asan_init();
-
 namespace ostdrv::sim {
 
-// clang links AddressSanitizer into the program, where this library takes the place of its versions too. They have a
-// second name, and their checks of what the C library reads and writes are wanted.
+inline const void *object_of(const void *symbol) {
+    Dl_info info;
+    return symbol && dladdr(symbol, &info) ? info.dli_fbase : nullptr;
+}
+
+// clang links AddressSanitizer into the program, where the board's functions take the place of its versions too. Those
+// have a second name, and their checks of what the C library reads and writes are wanted. A sanitizer in a library of
+// its own comes before a preloaded board and calls it: it must not be called back.
 template <typename Function>
 Function *next_symbol(const char *name) {
-    void *checked = nullptr;
-    if (__asan_init) {
-        char second_name[64];
-        std::snprintf(second_name, sizeof second_name, "__interceptor_%s", name);
-        checked = dlsym(RTLD_DEFAULT, second_name);
-    }
-    return reinterpret_cast<Function *>(checked ? checked : dlsym(RTLD_NEXT, name));
+    char second_name[64];
+    std::snprintf(second_name, sizeof second_name, "__interceptor_%s", name);
+    void *const checked = dlsym(RTLD_DEFAULT, second_name);
+    const auto here = reinterpret_cast<const void *>(&next_symbol<Function>);
+    const bool linked_in = checked && object_of(checked) == object_of(here);
+    return reinterpret_cast<Function *>(linked_in ? checked : dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace ostdrv::sim
