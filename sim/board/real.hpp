@@ -6,6 +6,8 @@
 
 #include <cstdio>
 
+extern "C" [[gnu::weak]] void __asan_init();
+
 namespace ostdrv::sim {
 
 inline const void *object_of(const void *symbol) {
@@ -18,9 +20,12 @@ inline const void *object_of(const void *symbol) {
 // its own comes before a preloaded board and calls it: it must not be called back.
 template <typename Function>
 Function *next_symbol(const char *name) {
-    char second_name[64];
-    std::snprintf(second_name, sizeof second_name, "__interceptor_%s", name);
-    void *const checked = dlsym(RTLD_DEFAULT, second_name);
+    void *checked = nullptr;
+    if (__asan_init) {  // without it, a search in vain would want memory of the allocator that is being looked for
+        char second_name[64];
+        std::snprintf(second_name, sizeof second_name, "__interceptor_%s", name);
+        checked = dlsym(RTLD_DEFAULT, second_name);
+    }
     const auto here = reinterpret_cast<const void *>(&next_symbol<Function>);
     const bool linked_in = checked && object_of(checked) == object_of(here);
     return reinterpret_cast<Function *>(linked_in ? checked : dlsym(RTLD_NEXT, name));
