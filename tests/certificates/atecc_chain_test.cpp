@@ -54,9 +54,9 @@ TEST_P(AteccScheme, NoFlippedBitOfTheStoredChainIsVerified) {
     for (const auto &[slot, bytes] : held)
         // A flip behind the signer runs through all of the signer first.
         for (size_t bit = 0; bit < bytes * 8; bit += slot == 8 ? 3 : 13) {
-            sim::change_atecc([&](sim::AteccState &chip) {
+            sim::change_atecc([&, number = slot](sim::AteccState &chip) {
                 chip = stored;
-                chip.slot(slot)[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
+                chip.slot(number)[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
             });
             EXPECT_NE(verify(root.public_key()).second, 1) << "slot " << slot << ", bit " << bit;
         }

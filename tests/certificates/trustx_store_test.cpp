@@ -4,7 +4,7 @@ namespace ostdrv::test {
 namespace {
 
 namespace chip = sim::trustx;
-constexpr std::uint16_t device_object = 0xE0E1, device_key = 0xE0F1, signer_object = 0xE0E2, signer_key = 0xE0F2;
+constexpr std::uint16_t device_object = 0xE0E1, signer_object = 0xE0E2;
 
 class TrustxStore : public TrustxWorld {
  protected:

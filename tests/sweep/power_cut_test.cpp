@@ -90,8 +90,7 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
         if (!on_trustx) return;  // an ATECC has proven that it holds the key
         const Bytes certificate = *sim::trustx::peek(0xE0E1);
         const auto key = sim::trustx::public_key(0xE0F1);
-        ASSERT_TRUE(key &&
-                    std::equal(key->begin(), key->end(), certificate.begin() + parts_of(certificate).key_offset));
+        ASSERT_TRUE(key && std::equal(key->begin(), key->end(), certificate.data() + parts_of(certificate).key_offset));
     }
 
     // Copies board and line to or from a place of that name.

@@ -23,7 +23,7 @@ struct Options {
 Bytes digest() {
     if (options.digest.empty() == options.file.empty()) throw BadUsage("give either FILE or --digest");
     if (options.digest.empty()) return sha256(read_file(options.file));
-    const Bytes bytes = from_hex(options.digest, "--digest");
+    Bytes bytes = from_hex(options.digest, "--digest");
     if (bytes.size() != digest_size) throw BadUsage("--digest is not 32 bytes, 64 hexadecimal digits");
     return bytes;
 }
