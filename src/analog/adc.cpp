@@ -1,7 +1,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <ctime>
 
 #include "analog/adc_sample.hpp"
 #include "ostdrv.h"
@@ -11,7 +13,21 @@
 
 namespace {
 
-constexpr useconds_t settling_time = 100000;
+constexpr long settling_us = 100000;
+
+// A signal ends usleep early; what it cut off is slept afterwards, until the time that the whole pause ends.
+void let_input_settle() {
+    timespec end;
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    end.tv_nsec += settling_us * 1000;
+    if (end.tv_nsec >= 1000000000) {
+        end.tv_nsec -= 1000000000;
+        ++end.tv_sec;
+    }
+    if (usleep(settling_us) == 0) return;
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
+}
 
 }  // namespace
 
@@ -36,6 +52,6 @@ int adc_read_impl(int channel) {
 
 int adc_read(int channel) {
     adc_read_impl(channel);
-    usleep(settling_time);
+    let_input_settle();
     return adc_read_impl(channel);
 }

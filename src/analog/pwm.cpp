@@ -10,6 +10,7 @@
 #include <span>
 
 #include "ostdrv.h"
+#include "support/decimal.hpp"
 #include "support/file_descriptor.hpp"
 #include "support/fixed_text.hpp"
 
@@ -44,12 +45,8 @@ int pwm_proc_open(const char *name) {
 
 int pwm_proc_close(int fd) { return close(fd); }
 
-int pwm_proc_write(int fd, int value) {
-    if (fd <= 0) return -1;
-    FixedText<16> number;
-    const std::string_view text = number.append(value).view();
-    return write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : -1;
-}
+// Descriptor 0 is what a variable that was never set holds, and no light.
+int pwm_proc_write(int fd, int value) { return fd > 0 && ostdrv::write_decimal(fd, value) ? 0 : -1; }
 
 int pwm_proc_read(int fd, unsigned int *value) {
     if (fd <= 0) return -1;
@@ -74,7 +71,7 @@ int x_pwm_read_cycle(const char *name, unsigned int *percent) {
     const int fd = pwm_proc_open(name);
     if (fd == -1) return -1;
     const int status = pwm_proc_read(fd, percent);
-    *percent = percent_from_raw(*percent);
+    *percent = percent_from_raw(*percent);  // after a failed read too, as promised
     pwm_proc_close(fd);
     return status;
 }

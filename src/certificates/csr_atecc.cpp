@@ -2,7 +2,6 @@
 
 #include "certificates/definition.hpp"
 #include "ostdrv.h"
-#include "support/status.hpp"
 #include "support/stream.hpp"
 
 using namespace ostdrv;
@@ -38,7 +37,6 @@ namespace {
 
 constexpr uint16_t name_offset = 22;
 constexpr uint16_t name_size = 17;
-constexpr uint8_t serial_number_slot = 7;
 constexpr size_t largest_pem = 512;
 
 constexpr atcacert_def_t csr_definition() {
@@ -50,9 +48,9 @@ constexpr atcacert_def_t csr_definition() {
     definition.issue_date_format = date_rfc5280_utc;
     definition.expire_date_format = date_rfc5280_utc;
     definition.tbs_cert_loc = {3, 148};
-    definition.public_key_dev_loc = {zone_data, 0, 1, 0, public_key_size};
+    definition.public_key_dev_loc = {zone_data, atecc::device_key_slot, 1, 0, public_key_size};
     definition.comp_cert_dev_loc.zone = zone_none;
-    definition.std_cert_elements[STDCERT_PUBLIC_KEY] = {85, 64};
+    definition.std_cert_elements[STDCERT_PUBLIC_KEY] = {85, public_key_size};
     definition.std_cert_elements[STDCERT_SIGNATURE] = {163, 74};
     definition.std_cert_elements[STDCERT_CERT_SN] = {name_offset, 0};
     definition.cert_template = g_csr_template;
@@ -65,22 +63,26 @@ constexpr atcacert_def_t csr_definition() {
 constinit atcacert_def_t g_csr_def = csr_definition();
 
 int tpm_cert_gencsr(const char *path) {
-    if (!path) return status_argument;
+    if (!path) return TPM_ERR_ARGUMENT;
 
+    // At every use, because applications may have changed them; until the first one they are 0, which they may look at.
     g_csr_def.std_cert_elements[STDCERT_CERT_SN].count = name_size;
-    g_csr_def.cert_sn_dev_loc.slot = serial_number_slot;
+    g_csr_def.cert_sn_dev_loc.slot = atecc::serial_number_slot;
     g_csr_def.cert_sn_dev_loc.count = name_size;
     char serial[36] = {};
     int wanted = 35;
-    if (tpm_cert_get_serial_number(serial, &wanted) != status_ok) return status_chip;
-    std::memcpy(g_csr_template + name_offset, serial, name_size);
+    if (tpm_cert_get_serial_number(serial, &wanted) != TPM_OK) return TPM_ERR_CHIP;
+    const size_t offset = g_csr_def.std_cert_elements[STDCERT_CERT_SN].offset;
+    if (offset + name_size > sizeof g_csr_template) return TPM_ERR_CHIP;
+    std::memcpy(g_csr_template + offset, serial, name_size);
 
     char pem[largest_pem];
     size_t length = sizeof pem;
-    if (atcacert_create_csr_pem(&g_csr_def, pem, &length) != 0 || length > sizeof pem) return status_chip;
+    if (atcacert_create_csr_pem(&g_csr_def, pem, &length) != 0 || length > sizeof pem) return TPM_ERR_CHIP;
 
     Stream file(path, "w");
-    if (!file) return status_file;
+    if (!file) return TPM_ERR_FILE;
+    // Not checked, as the header says: a request is read by whoever sends it on, and can be made again at any time.
     file.write(pem, length);
-    return status_ok;
+    return TPM_OK;
 }

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "ostdrv.h"
-#include "support/status.hpp"
+#include "secure_element/chip_map.hpp"
 #include "support/stream.hpp"
 #include "support/trustx_session.hpp"
 
@@ -54,8 +54,6 @@ constexpr size_t request_capacity = algorithm_at + sizeof trustx_csr_signature_t
 static_assert(signature_at + signature_capacity == request_capacity);
 
 // Of the SubjectPublicKeyInfo that key generation leaves in the chip.
-constexpr auto key_object = static_cast<optiga_key_id_t>(0xE0F1);
-constexpr uint16_t public_key_object = 0xF1D6;
 constexpr size_t key_info_size = 91, key_info_point_at = 25;
 
 constexpr size_t base64_capacity = 4096;
@@ -77,19 +75,20 @@ bool fill_in_name(uint8_t *request) {
 }
 
 bool fill_in_public_key(uint8_t *request) {
-    uint8_t info[1024];
+    uint8_t info[largest_transfer];
     uint16_t length = sizeof info;
-    if (optiga_util_read_data(public_key_object, 0, info, &length) != 0 || length != key_info_size) return false;
+    if (optiga_util_read_data(trustx::device_public_key, 0, info, &length) != 0 || length != key_info_size)
+        return false;
     std::memcpy(request + key_at, info + key_info_point_at, key_size);
     return true;
 }
 
 bool fill_in_signature(uint8_t *request, uint16_t *length) {
-    uint8_t digest[32], signature[1024];
+    uint8_t digest[digest_size], signature[largest_transfer];
+    constexpr auto key = static_cast<optiga_key_id_t>(trustx::device_key);
     *length = sizeof signature;
     if (trustX_sha256(request + signable_at, signable_size, digest, 0) != 0 ||
-        optiga_crypt_ecdsa_sign(digest, sizeof digest, key_object, signature, length) != 0 ||
-        *length > signature_capacity)
+        optiga_crypt_ecdsa_sign(digest, sizeof digest, key, signature, length) != 0 || *length > signature_capacity)
         return false;
 
     std::memcpy(request + signature_at, signature, *length);
@@ -119,18 +118,18 @@ char *append_lines(char *end, const char *text, size_t length) {
 }  // namespace
 
 int tpm_cert_gencsr_trustx(const char *path) {
-    if (!path) return status_argument;
+    if (!path) return TPM_ERR_ARGUMENT;
 
     uint8_t request[request_capacity];
     uint16_t signature_length = 0;
     fill_from_templates(request);
-    if (!fill_in_name(request) || !complete_in_chip(request, &signature_length)) return status_chip;
+    if (!fill_in_name(request) || !complete_in_chip(request, &signature_length)) return TPM_ERR_CHIP;
 
     char base64[base64_capacity];
     size_t length = 0;
     if (trustX_encodeBase64(base64, sizeof base64, &length, request, signature_at + signature_length) != 0 ||
         length > sizeof base64)
-        return status_too_large;
+        return TPM_ERR_TOO_LARGE;
 
     char text[sizeof trustx_csr_header_template + base64_capacity + base64_capacity / line_length +
               sizeof trustx_csr_footer_template];
@@ -139,7 +138,8 @@ int tpm_cert_gencsr_trustx(const char *path) {
     end = append(end, trustx_csr_footer_template, sizeof trustx_csr_footer_template);
 
     Stream file(path, "w");
-    if (!file) return status_file;
+    if (!file) return TPM_ERR_FILE;
+    // Not checked, as on the other chip.
     file.write(text, static_cast<size_t>(end - text));
-    return status_ok;
+    return TPM_OK;
 }

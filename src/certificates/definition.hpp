@@ -4,6 +4,8 @@
 
 #include <cryptoauthlib.h>
 
+#include "secure_element/chip_map.hpp"
+
 namespace ostdrv {
 
 using DeviceZone = decltype(atcacert_device_loc_t::zone);
@@ -14,8 +16,6 @@ inline constexpr auto type_x509 = static_cast<decltype(atcacert_def_t::type)>(0)
 inline constexpr auto sn_stored = static_cast<decltype(atcacert_def_t::sn_source)>(0);
 inline constexpr auto date_rfc5280_utc = static_cast<decltype(atcacert_def_t::issue_date_format)>(1);
 
-inline constexpr uint16_t public_key_size = 64;
-inline constexpr uint16_t signature_size = 64;
 inline constexpr uint16_t compressed_size = 72;
 
 // A definition without places, to be filled from a certificate. The public key is generated from the private key in
@@ -27,7 +27,7 @@ constexpr atcacert_def_t certificate_definition(DeviceZone zone, uint8_t compres
     definition.cert_sn_dev_loc.zone = zone_none;
     definition.issue_date_format = date_rfc5280_utc;
     definition.expire_date_format = date_rfc5280_utc;
-    definition.public_key_dev_loc = {zone, 0, 1, 0, public_key_size};
+    definition.public_key_dev_loc = {zone, atecc::device_key_slot, 1, 0, public_key_size};
     definition.comp_cert_dev_loc = {zone, compressed_slot, 0, 0, compressed_size};
     return definition;
 }

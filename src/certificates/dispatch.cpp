@@ -1,41 +1,9 @@
 #include <type_traits>
 
-#include "certificates/operations.hpp"
-#include "certificates/serial_record.hpp"
 #include "ostdrv.h"
-#include "support/status.hpp"
+#include "secure_element/chip_detection.hpp"
 
 using namespace ostdrv;
-
-tpm_cert_api_t tpm_cert_api_impl_0 = {
-    .save_signer_cert = atecc_v0_save_signer_cert,
-    .save_device_cert = atecc_v0_save_device_cert,
-    .lock_signer_cert = atecc_v0_lock_signer_cert,
-    .lock_device_cert = atecc_v0_lock_device_cert,
-    .export_signer_cert = nullptr,
-    .export_device_cert = nullptr,
-    .verify = atecc_v0_verify_cert_chain,
-};
-
-tpm_cert_api_t tpm_cert_api_impl_1 = {
-    .save_signer_cert = atecc_v1_save_signer_cert,
-    .save_device_cert = atecc_v1_save_device_cert,
-    .lock_signer_cert = atecc_v1_lock_signer_cert,
-    .lock_device_cert = atecc_v1_lock_device_cert,
-    .export_signer_cert = atecc_v1_export_signer_cert,
-    .export_device_cert = atecc_v1_export_device_cert,
-    .verify = atecc_v1_verify_cert_chain,
-};
-
-tpm_cert_api_t tpm_trustx_cert_api_impl_1 = {
-    .save_signer_cert = trustx_save_signer_cert,
-    .save_device_cert = trustx_save_device_cert,
-    .lock_signer_cert = trustx_lock_signer_cert,
-    .lock_device_cert = trustx_lock_device_cert,
-    .export_signer_cert = trustx_export_signer_cert,
-    .export_device_cert = trustx_export_device_cert,
-    .verify = trustx_verify_cert_chain,
-};
 
 tpm_cert_api_t *g_tpm_cert_api = nullptr;
 
@@ -43,21 +11,22 @@ namespace {
 
 constexpr uint8_t layout_1 = 1;
 
+// Chosen anew each time: setting the serial number changes the layout of the chip, in whatever process that happens.
 template <typename... Arguments>
 int dispatch(int (*tpm_cert_api_t::*operation)(Arguments...), std::type_identity_t<Arguments>... arguments) {
     g_tpm_cert_api = __get_tpm_cert_api();
-    if (!g_tpm_cert_api) return status_no_table;
+    if (!g_tpm_cert_api) return TPM_ERR_NO_TABLE;
     const auto run = g_tpm_cert_api->*operation;
-    return run ? run(arguments...) : status_no_operation;
+    return run ? run(arguments...) : TPM_ERR_NO_OPERATION;
 }
 
 }  // namespace
 
 tpm_cert_api_t *__get_tpm_cert_api(void) {
-    if (fitted_chip_is_trustx()) return &tpm_trustx_cert_api_impl_1;
+    if (is_trustx()) return &tpm_trustx_cert_api_impl_1;
 
     uint8_t version = 0xFF;
-    if (tpm_cert_get_version(&version) != status_ok) return nullptr;
+    if (tpm_cert_get_version(&version) != TPM_OK) return nullptr;
     return version == layout_1 ? &tpm_cert_api_impl_1 : &tpm_cert_api_impl_0;
 }
 

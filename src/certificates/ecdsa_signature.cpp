@@ -1,7 +1,6 @@
 #include "certificates/ecdsa_signature.hpp"
 
 #include <algorithm>
-#include <cstring>
 
 namespace ostdrv {
 namespace {
@@ -10,11 +9,12 @@ constexpr std::uint8_t integer_tag = 0x02;
 constexpr std::size_t value_size = 32;
 
 // Takes one INTEGER off the front of `der` and places its value right-aligned into 32 bytes.
-bool take_integer(std::span<const std::uint8_t> &der, std::uint8_t *value) {
-    if (der.size() < 2 || der[0] != integer_tag || der[1] > der.size() - 2) return false;
-    std::span<const std::uint8_t> content = der.subspan(2, der[1]);
-    der = der.subspan(2 + content.size());
+bool take_integer(Bytes &der, std::uint8_t *value) {
+    const auto integer = first_element(der, 0);
+    if (!integer || integer->whole[0] != integer_tag) return false;
+    der = der.subspan(integer->whole.size());
 
+    Bytes content = integer->content;
     if (!content.empty() && content[0] == 0) content = content.subspan(1);
     if (content.size() > value_size) return false;
     const std::size_t missing = value_size - content.size();
@@ -25,7 +25,7 @@ bool take_integer(std::span<const std::uint8_t> &der, std::uint8_t *value) {
 
 }  // namespace
 
-bool signature_from_der(std::span<const std::uint8_t> der, std::uint8_t *signature) {
+bool signature_from_der(Bytes der, std::uint8_t *signature) {
     return take_integer(der, signature) && take_integer(der, signature + value_size);
 }
 

@@ -4,12 +4,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
+
+#include "certificates/der.hpp"
 
 namespace ostdrv {
 
+// From a signature BIT STRING's tag to its first INTEGER: tag, length and unused bits, tag and length of the SEQUENCE.
+inline constexpr std::size_t before_integers = 5;
+
 // Reads two consecutive INTEGERs from the start of `der` into 64 bytes. False when they are not there.
-bool signature_from_der(std::span<const std::uint8_t> der, std::uint8_t *signature);
+bool signature_from_der(Bytes der, std::uint8_t *signature);
 
 // One 32-byte value as the content of a minimal INTEGER.
 class DerInteger {

@@ -5,9 +5,8 @@
 #include <climits>
 #include <string_view>
 
+#include "certificates/scratch_memory.hpp"
 #include "ostdrv.h"
-#include "support/scratch_memory.hpp"
-#include "support/status.hpp"
 #include "support/stream.hpp"
 
 using namespace ostdrv;
@@ -30,8 +29,11 @@ bool write_line(Stream &file, std::string_view line) {
 
 bool write_certificate(Stream &file, std::string_view text) {
     if (!write_line(file, header)) return false;
-    for (; !text.empty(); text.remove_prefix(std::min(line_length, text.size())))
-        if (!write_line(file, text.substr(0, line_length))) return false;
+    while (!text.empty()) {
+        const size_t length = std::min(line_length, text.size());
+        if (!write_line(file, {text.data(), length})) return false;
+        text.remove_prefix(length);
+    }
     return write_line(file, footer);
 }
 
@@ -54,40 +56,41 @@ size_t keep_text(Stream &file, long size, char *text) {
 }  // namespace
 
 int tpm_octet_string_to_pem_file(const char *path, const uint8_t *data, size_t len) {
-    if (!data || len <= 1 || !path) return status_argument;
+    // No DER element has fewer than two bytes.
+    if (!data || len <= 1 || !path) return TPM_ERR_ARGUMENT;
 
     const size_t capacity = 4 * (len / 2 + 128);
     const ScratchMemory text(capacity);
-    if (!text) return status_buffer;
+    if (!text) return TPM_ERR_BUFFER;
     size_t length = 0;
     if (trustX_encodeBase64(text.text(), capacity, &length, data, len) != 0 || length > capacity)
-        return status_too_large;
+        return TPM_ERR_TOO_LARGE;
 
     Stream file(path, "wb");
-    if (!file) return status_file;
+    if (!file) return TPM_ERR_FILE;
     const bool written = write_certificate(file, {text.text(), length});
-    return file.close() && written ? status_ok : status_file;
+    return file.close() && written ? TPM_OK : TPM_ERR_FILE;
 }
 
 int tpm_pem_file_to_octet_string(const char *path, uint8_t *out, size_t *out_len) {
-    if (!path || !out || *out_len <= 1) return status_argument;
+    if (!path || !out || *out_len <= 1) return TPM_ERR_ARGUMENT;
 
     Stream file(path, "rb");
-    if (!file) return status_file;
+    if (!file) return TPM_ERR_FILE;
     const long size = file.size();
-    if (size < 0) return status_file;
+    if (size < 0) return TPM_ERR_FILE;
 
     // Directories report absurd sizes; they and whatever else is no certificate are told apart by the header first.
     const bool too_large = size > largest_file;
     const ScratchMemory text(too_large ? 0 : static_cast<size_t>(size) / 3 * 4);
-    if (!text) return status_buffer;
-    if (!begins_with_header(file)) return status_file;
-    if (too_large) return status_buffer;
+    if (!text) return TPM_ERR_BUFFER;
+    if (!begins_with_header(file)) return TPM_ERR_FILE;
+    if (too_large) return TPM_ERR_BUFFER;
     const size_t kept = keep_text(file, size, text.text());
     file.close();
 
     size_t length = 0;
-    if (trustX_decodeBase64(out, *out_len, &length, text.text(), kept) != 0) return status_too_large;
+    if (trustX_decodeBase64(out, *out_len, &length, text.text(), kept) != 0) return TPM_ERR_TOO_LARGE;
     *out_len = length;
-    return status_ok;
+    return TPM_OK;
 }

@@ -1,15 +1,12 @@
 #include <cstring>
 
-#include "certificates/serial_record.hpp"
 #include "ostdrv.h"
-#include "support/status.hpp"
+#include "secure_element/chip_detection.hpp"
+#include "secure_element/chip_map.hpp"
 
 using namespace ostdrv;
 
 namespace {
-
-constexpr uint16_t atecc_slot = 7;
-constexpr uint16_t trustx_object = 0xF1D0;
 
 // 34 bytes of serial number, a zero byte, the certificate layout version.
 constexpr size_t record_size = 36;
@@ -17,7 +14,7 @@ constexpr size_t version_byte = 35;
 constexpr int longest_serial = 34;
 constexpr uint8_t written_version = 1;
 
-uint16_t record_slot() { return fitted_chip_is_trustx() ? trustx_object : atecc_slot; }
+uint16_t record_slot() { return is_trustx() ? trustx::serial_number : atecc::serial_number_slot; }
 
 int read_record(uint8_t *record) {
     size_t size = record_size;
@@ -26,22 +23,17 @@ int read_record(uint8_t *record) {
 
 }  // namespace
 
-bool ostdrv::fitted_chip_is_trustx() {
-    int type = 0;
-    return tpm_get_chip_type(&type) == status_ok && type == 2;
-}
-
 int tpm_cert_get_version(uint8_t *version) {
-    if (!version) return status_argument;
+    if (!version) return TPM_ERR_ARGUMENT;
 
     uint8_t record[record_size] = {};
     const int status = read_record(record);
-    if (status == status_ok) *version = record[version_byte];
+    if (status == TPM_OK) *version = record[version_byte];
     return status;
 }
 
 int tpm_cert_set_serial_number(const uint8_t *serial, int len) {
-    if (!serial || len < 1 || len > longest_serial) return status_serial_number;
+    if (!serial || len < 1 || len > longest_serial) return TPM_ERR_SERIAL_NUMBER;
 
     uint8_t record[record_size] = {};
     std::memcpy(record, serial, static_cast<size_t>(len));
@@ -50,9 +42,10 @@ int tpm_cert_set_serial_number(const uint8_t *serial, int len) {
 }
 
 int tpm_cert_get_serial_number(char *serial, int *len) {
-    if (!serial || *len <= 0) return status_argument;
+    if (!serial || *len <= 0) return TPM_ERR_ARGUMENT;
 
     uint8_t record[record_size] = {};
+    // What could not be read reads as empty: whoever forgets the status gets a text, and no bytes of before.
     const int status = read_record(record);
     if (*len > longest_serial) *len = longest_serial + 1;
     std::memcpy(serial, record, static_cast<size_t>(*len));

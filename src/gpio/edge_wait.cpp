@@ -17,7 +17,8 @@ namespace {
 constexpr int most_lines = 16;
 
 bool prepare_line(int gpio, unsigned int edge) {
-    return x_gpio_util_export(gpio) == 0 && x_gpio_util_direction(gpio, 0) == 0 && x_gpio_util_edge(gpio, edge) == 0;
+    return x_gpio_util_export(gpio) == 0 && x_gpio_util_direction(gpio, X_GPIO_INPUT) == 0 &&
+           x_gpio_util_edge(gpio, edge) == 0;
 }
 
 FileDescriptor open_value(int gpio) { return FileDescriptor(line_path(gpio, "/value").c_str(), O_RDONLY); }
@@ -40,7 +41,7 @@ bool open_entry(x_gpio_poll_entry &entry) {
 
 }  // namespace
 
-int x_gpio_util_poll(int gpio, unsigned int edge, int timeout, int *value) {
+int x_gpio_util_poll(int gpio, unsigned int edge, int timeout_ms, int *value) {
     if (!prepare_line(gpio, edge)) return -1;
     const FileDescriptor file = open_value(gpio);
     if (!file) return -1;
@@ -48,7 +49,7 @@ int x_gpio_util_poll(int gpio, unsigned int edge, int timeout, int *value) {
     pollfd watch{file.get(), POLLPRI, 0};
     int level;
     read_level(watch.fd, &level);
-    if (poll(&watch, 1, timeout) <= 0) return 1;
+    if (poll(&watch, 1, timeout_ms) <= 0) return 1;
 
     if (!(watch.revents & POLLPRI)) {
         printf("revents %x\n", static_cast<unsigned int>(watch.revents));
@@ -72,12 +73,12 @@ int x_gpio_util_poll_multiple_setup(x_gpio_poll_entry *entries, int count) {
     return 0;
 }
 
-int x_gpio_util_poll_multiple(x_gpio_poll_entry *entries, int count, int timeout) {
+int x_gpio_util_poll_multiple(x_gpio_poll_entry *entries, int count, int timeout_ms) {
     if (!entries || count < 0 || count > most_lines) return -1;
 
     pollfd watches[most_lines];
     for (int i = 0; i < count; ++i) watches[i] = {entries[i].fd, POLLPRI, 0};
-    if (poll(watches, static_cast<nfds_t>(count), timeout) <= 0) return 1;
+    if (poll(watches, static_cast<nfds_t>(count), timeout_ms) <= 0) return 1;
 
     for (int i = 0; i < count; ++i)
         if ((watches[i].revents & POLLPRI) && read_level(entries[i].fd, &entries[i].value)) entries[i].fired = 1;

@@ -1,3 +1,6 @@
+// Two oddities are promised. Every function exports the line for itself, also where one calls another that does so
+// again: none depends on what ran before it, and a look at a directory is cheap. And a direction's or edge's word that
+// is written short passes: the kernel takes a word whole or refuses it.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -7,17 +10,15 @@
 
 #include "gpio/line_path.hpp"
 #include "ostdrv.h"
+#include "support/decimal.hpp"
 #include "support/file_descriptor.hpp"
 
 using ostdrv::FileDescriptor;
-using ostdrv::FixedText;
 using ostdrv::line_path;
 
 namespace {
 
 constexpr std::array<std::string_view, 3> edge_names{"falling", "rising", "both"};
-constexpr int unknown_edge = 3;
-constexpr int output = 1;
 
 // The count of one read or write, -1 also when the attribute cannot be opened.
 ssize_t read_attribute(int gpio, std::string_view attribute, char *text, size_t size) {
@@ -40,27 +41,30 @@ bool write_flag(int gpio, std::string_view attribute, int flag) {
 
 }  // namespace
 
+ostdrv::LinePath ostdrv::line_path(int gpio, std::string_view attribute) {
+    LinePath path;
+    path.append("/sys/class/gpio/gpio").append(gpio).append(attribute);
+    return path;
+}
+
 int x_gpio_util_export(int gpio) {
     if (access(line_path(gpio).c_str(), F_OK) == 0) return 0;
 
     const FileDescriptor file("/sys/class/gpio/export", O_WRONLY);
-    if (!file) return -1;
-
-    FixedText<16> number;
-    const std::string_view text = number.append(gpio).view();
-    return write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : -1;
+    return file && ostdrv::write_decimal(file.get(), gpio) ? 0 : -1;
 }
 
 int x_gpio_util_get_direction(int gpio, int *direction) {
     char first;
     if (!read_character(gpio, "/direction", &first)) return -1;
-    *direction = first == 'i' ? 0 : output;
+    *direction = first == 'i' ? X_GPIO_INPUT : X_GPIO_OUTPUT;
     return 0;
 }
 
 int x_gpio_util_direction(int gpio, int direction) {
     int current;
     if (x_gpio_util_export(gpio) != 0 || x_gpio_util_get_direction(gpio, &current) != 0) return -1;
+    // The codes as they are: of all values that mean an output, only X_GPIO_OUTPUT is known to be in force already.
     if (current == direction) return 0;
     return write_attribute(gpio, "/direction", direction != 0 ? "out" : "in") == -1 ? -1 : 0;
 }
@@ -73,7 +77,7 @@ int x_gpio_util_get(int gpio, int *value) {
 }
 
 int x_gpio_util_set(int gpio, int value) {
-    if (x_gpio_util_export(gpio) != 0 || x_gpio_util_direction(gpio, output) != 0) return -1;
+    if (x_gpio_util_export(gpio) != 0 || x_gpio_util_direction(gpio, X_GPIO_OUTPUT) != 0) return -1;
     return write_flag(gpio, "/value", value) ? 0 : -1;
 }
 
@@ -88,9 +92,10 @@ int x_gpio_util_get_edge(int gpio, int *edge) {
     const ssize_t length = read_attribute(gpio, "/edge", text, sizeof text);
     if (length <= 0) return -1;
 
-    const std::string_view line(text, static_cast<size_t>(length));
-    const auto found = std::find(edge_names.begin(), edge_names.end(), line.substr(0, line.find('\n')));
-    *edge = found != edge_names.end() ? static_cast<int>(found - edge_names.begin()) : unknown_edge;
+    const char *const line_end = std::find(text, text + length, '\n');
+    const std::string_view line(text, static_cast<size_t>(line_end - text));
+    const auto found = std::find(edge_names.begin(), edge_names.end(), line);
+    *edge = found != edge_names.end() ? static_cast<int>(found - edge_names.begin()) : X_GPIO_EDGE_NONE;
     return 0;
 }
 

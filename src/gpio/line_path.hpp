@@ -11,10 +11,7 @@ namespace ostdrv {
 using LinePath = FixedText<128>;
 
 // The line's directory, or with "/value" and the like an attribute in it.
-inline LinePath line_path(int gpio, std::string_view attribute = {}) {
-    LinePath path;
-    return path.append("/sys/class/gpio/gpio").append(gpio).append(attribute);
-}
+LinePath line_path(int gpio, std::string_view attribute = {});
 
 }  // namespace ostdrv
 

@@ -86,7 +86,8 @@ int x_shell_get_process_pid(const char *name) {
     int pid = -1;
     char line[256] = {};
     while (fgets(line, sizeof line, lines))
-        if (!strstr(line, "pgrep")) ostdrv::parse_leading_int(line, &pid);
+        if (!strstr(line, "pgrep"))  // the query itself is nobody's process
+            ostdrv::parse_leading_int(line, &pid);
     pclose(lines);
     return pid;
 }

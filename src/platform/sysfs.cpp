@@ -6,14 +6,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 #include "ostdrv.h"
+#include "support/decimal.hpp"
 #include "support/file_descriptor.hpp"
-#include "support/fixed_text.hpp"
 
 using ostdrv::FileDescriptor;
-using ostdrv::FixedText;
+using ostdrv::write_decimal;
 
 namespace {
 
@@ -60,10 +59,8 @@ int x_sysfs_write_int(const char *path, int value) {
     const FileDescriptor file(path, O_RDWR);
     if (!file) return -1;
 
-    FixedText<16> number;
-    const std::string_view text = number.append(value).view();
     errno = 0;
-    return write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : -errno;
+    return write_decimal(file.get(), value) ? 0 : -errno;
 }
 
 int x_sysfs_read_bytes(const char *path, void *buffer, unsigned int offset, unsigned int length) {
@@ -99,6 +96,8 @@ int x_sysfs_write_bytes(const char *path, const void *data, unsigned int offset,
 }
 
 int x_sysfs_contains(const char *path, const char *word) {
+    // Only to see that it opens: the reading below opens it again. Both opens are promised, and a driver may count
+    // them.
     const FileDescriptor opens(path, O_RDONLY);
     if (!opens) return -1;
 

@@ -2,7 +2,7 @@
 
 #include "ostdrv.h"
 #include "secure_element/chip_detection.hpp"
-#include "support/status.hpp"
+#include "secure_element/chip_status.hpp"
 
 using namespace ostdrv;
 
@@ -30,39 +30,36 @@ uint8_t tpm_config_data[128] = {
 
 namespace {
 
-constexpr int model_508a = 0;
-constexpr int model_608a = 1;
-
-// The same bytes mean different things to the two models.
+// The same bytes mean different things to the two models. In place, so that tpm_config_data shows what was written.
 bool adjust_to_model(uint8_t *image) {
     const int model = tpm_get_type();
-    if (model != model_508a && model != model_608a) return false;
+    if (model != TPM_MODEL_ATECC508A && model != TPM_MODEL_ATECC608A) return false;
 
-    image[18] = model == model_508a ? 0x55 : 0x00;
-    if (model == model_508a) std::memset(image + 68, 0xFF, 16);
+    image[18] = model == TPM_MODEL_ATECC508A ? 0x55 : 0x00;
+    if (model == TPM_MODEL_ATECC508A) std::memset(image + 68, 0xFF, 16);
     image[90] = image[91] = 0x00;
     return true;
 }
 
-int lock_data_zone() { return atcab_lock_data_zone() == ATCA_SUCCESS ? status_ok : status_chip; }
+int lock_data_zone() { return chip_status(atcab_lock_data_zone()); }
 
 int write_and_lock(const uint8_t *image) {
-    if (atcab_write_config_zone(image) != ATCA_SUCCESS) return status_chip;
-    if (atcab_lock_config_zone() != ATCA_SUCCESS) return status_chip;
+    if (atcab_write_config_zone(image) != ATCA_SUCCESS) return TPM_ERR_CHIP;
+    if (atcab_lock_config_zone() != ATCA_SUCCESS) return TPM_ERR_CHIP;
     return lock_data_zone();
 }
 
 }  // namespace
 
 int tpm_init_config(const uint8_t *config) {
-    if (is_trustx()) return status_ok;
+    if (is_trustx()) return TPM_OK;
 
     uint8_t config_locked = 0;
     uint8_t data_locked = 0;
-    if (tpm_is_config_locked(&config_locked) != status_ok) return status_chip;
-    if (tpm_is_data_locked(&data_locked) != status_ok) return status_chip;
-    if (config_locked) return data_locked ? status_ok : lock_data_zone();
+    if (tpm_is_config_locked(&config_locked) != TPM_OK) return TPM_ERR_CHIP;
+    if (tpm_is_data_locked(&data_locked) != TPM_OK) return TPM_ERR_CHIP;
+    if (config_locked) return data_locked ? TPM_OK : lock_data_zone();
 
     if (config) return write_and_lock(config);
-    return adjust_to_model(tpm_config_data) ? write_and_lock(tpm_config_data) : status_model;
+    return adjust_to_model(tpm_config_data) ? write_and_lock(tpm_config_data) : TPM_ERR_MODEL;
 }

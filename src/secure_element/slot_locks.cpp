@@ -4,28 +4,26 @@
 
 #include "ostdrv.h"
 #include "secure_element/chip_detection.hpp"
-#include "support/status.hpp"
+#include "secure_element/chip_map.hpp"
+#include "secure_element/chip_status.hpp"
 #include "support/trustx_session.hpp"
 
 using namespace ostdrv;
 
 namespace {
 
-constexpr uint8_t config_zone = 0;
-constexpr uint8_t data_zone = 1;
-
 int zone_locked(uint8_t zone, uint8_t *locked) {
     bool is_locked = false;
-    if (atcab_is_locked(zone, &is_locked) != ATCA_SUCCESS) return status_chip;
+    if (atcab_is_locked(zone, &is_locked) != ATCA_SUCCESS) return TPM_ERR_CHIP;
     *locked = is_locked;
-    return status_ok;
+    return TPM_OK;
 }
 
 int atecc_slot_locked(uint16_t slot, uint8_t *locked) {
     const int status = require_unlocked_atecc(slot);
-    if (status == status_chip) return status;
-    *locked = status == status_locked;
-    return status_ok;
+    if (status == TPM_ERR_CHIP) return status;
+    *locked = status == TPM_ERR_LOCKED;
+    return TPM_OK;
 }
 
 int trustx_object_locked(uint16_t object, uint8_t *locked) {
@@ -34,52 +32,59 @@ int trustx_object_locked(uint16_t object, uint8_t *locked) {
     char *execute = nullptr;
     {
         const TrustxSession session;
-        if (!session || trustX_lockStatus(object, &change, &read, &execute) != 0 || !change) return status_chip;
+        if (!session || trustX_lockStatus(object, &change, &read, &execute) != 0 || !change) return TPM_ERR_CHIP;
     }
     *locked = std::strcmp(change, __NEV) == 0;
-    return status_ok;
+    return TPM_OK;
 }
 
 int lock_trustx_object(uint16_t object) {
     const TrustxSession session;
-    return session && trustX_lockSlot(object) == 0 ? status_ok : status_chip;
+    return session ? chip_status(trustX_lockSlot(object)) : TPM_ERR_CHIP;
 }
 
 }  // namespace
 
 int ostdrv::require_unlocked_atecc(uint16_t slot) {
     bool locked = false;
-    if (atcab_is_slot_locked(slot, &locked) != ATCA_SUCCESS) return status_chip;
-    return locked ? status_locked : status_ok;
+    if (atcab_is_slot_locked(slot, &locked) != ATCA_SUCCESS) return TPM_ERR_CHIP;
+    return locked ? TPM_ERR_LOCKED : TPM_OK;
+}
+
+int ostdrv::lock_slots(uint16_t first, uint16_t last, uint16_t then) {
+    for (uint16_t slot = first; slot <= last; ++slot)
+        if (const int status = tpm_lock_slot(slot)) return status;
+    return tpm_lock_slot(then);
 }
 
 int tpm_is_config_locked(uint8_t *locked) {
+    // Before the argument is looked at, here alone: even the call that is refused has had the chip decided.
     const bool trustx = is_trustx();
-    if (!locked) return status_argument;
+    if (!locked) return TPM_ERR_ARGUMENT;
 
-    if (!trustx) return zone_locked(config_zone, locked);
+    if (!trustx) return zone_locked(atecc::config_zone_lock, locked);
     *locked = 1;
-    return status_ok;
+    return TPM_OK;
 }
 
 int tpm_is_data_locked(uint8_t *locked) {
-    if (!locked) return status_argument;
+    if (!locked) return TPM_ERR_ARGUMENT;
 
-    if (!is_trustx()) return zone_locked(data_zone, locked);
+    if (!is_trustx()) return zone_locked(atecc::data_zone_lock, locked);
     *locked = 0;
-    return status_ok;
+    return TPM_OK;
 }
 
 int tpm_is_slot_locked(uint16_t slot, uint8_t *locked) {
-    if (!locked) return status_argument;
+    if (!locked) return TPM_ERR_ARGUMENT;
     return is_trustx() ? trustx_object_locked(slot, locked) : atecc_slot_locked(slot, locked);
 }
 
 int tpm_lock_slot(uint16_t slot) {
     uint8_t locked = 0;
-    if (tpm_is_slot_locked(slot, &locked) != status_ok) return status_chip;
-    if (locked) return status_ok;
+    if (tpm_is_slot_locked(slot, &locked) != TPM_OK) return TPM_ERR_CHIP;
+    if (locked) return TPM_OK;
 
     if (is_trustx()) return lock_trustx_object(slot);
-    return atcab_lock_data_slot(slot) == ATCA_SUCCESS ? status_ok : status_chip;
+    return chip_status(atcab_lock_data_slot(slot));
 }

@@ -7,7 +7,8 @@
 
 #include "ostdrv.h"
 #include "secure_element/chip_detection.hpp"
-#include "support/status.hpp"
+#include "secure_element/chip_map.hpp"
+#include "secure_element/chip_status.hpp"
 #include "support/stream.hpp"
 
 using namespace ostdrv;
@@ -15,7 +16,7 @@ using namespace ostdrv;
 ATCAIfaceCfg tpm_iface_config_i2c = {
     .iface_type = ATCA_I2C_IFACE,
     .devtype = ATECC508A,
-    .atcai2c = {.slave_address = 0xC0, .bus = 2, .baud = 400000},
+    .atcai2c = {.slave_address = atecc::i2c_address << 1, .bus = atecc::i2c_bus, .baud = 400000},
     .wake_delay = 1500,
     .rx_retries = 20,
     .cfg_data = nullptr,
@@ -39,10 +40,6 @@ ATCAIfaceCfg *g_atca_iface_cfg = nullptr;
 
 namespace {
 
-constexpr size_t config_size = 128;
-constexpr size_t model_byte = 13;
-constexpr uint8_t model_508a = 0xC0;
-
 struct I2cPlace {
     uint8_t bus;
     uint8_t address;  // shifted left by one, as the chip's library has it
@@ -50,6 +47,7 @@ struct I2cPlace {
 
 // The last byte of a 32-bit big-endian device-tree cell. A shorter property counts as absent.
 std::optional<uint8_t> cell_byte(const char *path) {
+    // Looked for before it is opened: most boards have none.
     if (access(path, F_OK) != 0) return std::nullopt;
     Stream property(path, "r");
     uint8_t cell[4];
@@ -58,13 +56,15 @@ std::optional<uint8_t> cell_byte(const char *path) {
 }
 
 I2cPlace i2c_place() {
-    I2cPlace place = {.bus = 2, .address = 0xC0};
+    I2cPlace place = {.bus = atecc::i2c_bus, .address = atecc::i2c_address << 1};
     if (const auto bus = cell_byte("/proc/device-tree/tpm-i2c-bus")) place.bus = *bus;
     if (const auto address = cell_byte("/proc/device-tree/tpm-i2c-address"))
         place.address = static_cast<uint8_t>((*address & 127) * 2);
     return place;
 }
 
+// "&>" is not every shell's: dash takes it for "in the background", so the command always succeeds there and the kit is
+// never chosen. It stays, because devices rely on the choice that their shell makes.
 bool answers(const I2cPlace &place) {
     constexpr unsigned int a_register = 3;
     char command[512];
@@ -92,19 +92,19 @@ void choose_interface() {
 }  // namespace
 
 int tpm_init_device(void) {
-    if (is_trustx()) return status_ok;
+    if (is_trustx()) return TPM_OK;
 
     choose_interface();
-    if (atcab_init(g_atca_iface_cfg) != ATCA_SUCCESS) return status_not_started;
+    if (atcab_init(g_atca_iface_cfg) != ATCA_SUCCESS) return TPM_ERR_NOT_STARTED;
 
     // The session is opened again once the chip itself has said which model it is.
-    uint8_t config[config_size] = {};
-    if (tpm_get_config_atecc(config) != status_ok) return status_not_started;
-    g_atca_iface_cfg->devtype = config[model_byte] == model_508a ? ATECC508A : ATECC608A;
-    return atcab_init(g_atca_iface_cfg) == ATCA_SUCCESS ? status_ok : status_not_started;
+    uint8_t config[atecc::config_size] = {};
+    if (tpm_get_config_atecc(config) != TPM_OK) return TPM_ERR_NOT_STARTED;
+    g_atca_iface_cfg->devtype = config[atecc::model_byte] == atecc::model_508a ? ATECC508A : ATECC608A;
+    return atcab_init(g_atca_iface_cfg) == ATCA_SUCCESS ? TPM_OK : TPM_ERR_NOT_STARTED;
 }
 
 int tpm_get_config_atecc(uint8_t *config) {
-    if (!config) return status_argument;
-    return atcab_read_config_zone(config) == ATCA_SUCCESS ? status_ok : status_chip;
+    if (!config) return TPM_ERR_ARGUMENT;
+    return chip_status(atcab_read_config_zone(config));
 }

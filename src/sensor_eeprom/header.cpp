@@ -1,6 +1,4 @@
 // The operations on the header region: store, load and check it.
-#include <kset.h>
-
 #include <cstdio>
 #include <cstring>
 
@@ -30,54 +28,60 @@ int take_text(int id, char (&field)[32]) {
     return X_SENSOR_EEPROM_OK;
 }
 
+int take_hash(uint8_t *hash) {
+    const uint8_t *const stored = kset_get_hex(header_hash_id);
+    if (!stored) return X_SENSOR_EEPROM_ERR_EMPTY;
+    memcpy(hash, stored, header_hash_size);
+    return X_SENSOR_EEPROM_OK;
+}
+
 int compare_header(const unsigned char *cached_md5) {
     const char *const version = kset_get_string(X_SENSOR_EEPROM_HEADER_VERSION);
     if (!version || strcmp(version, supported_version) != 0) return X_SENSOR_EEPROM_ERR_VERSION;
     const uint8_t *const stored_md5 = kset_get_hex(header_hash_id);
     if (!stored_md5) return X_SENSOR_EEPROM_ERR_EMPTY;
 
+    // Raw bytes, as promised: each ends at its first zero byte.
     printf("Cached md5 is [%.*s] eeprom md5 is [%.*s]\n", header_hash_size, reinterpret_cast<const char *>(cached_md5),
            header_hash_size, reinterpret_cast<const char *>(stored_md5));
     return memcmp(stored_md5, cached_md5, header_hash_size) == 0 ? X_SENSOR_EEPROM_OK : X_SENSOR_EEPROM_ERR_HASH;
 }
 
+// Does what is to be done while the header region is open.
+template <typename Action>
+int with_header(const char *path, bool check, Action action) {
+    if (x_sysfs_exists(path) != 0) return X_SENSOR_EEPROM_ERR_DEVICE;
+    SettingsStore store;
+    const int code = eeprom_header_settings_open(store, path, check);
+    return code == X_SENSOR_EEPROM_OK ? action(store) : code;
+}
+
+int store_header(SettingsStore &store, const x_sensor_eeprom_payload &payload) {
+    const int code = for_each_text([&](int id) {
+        kset_set_string(id, payload.header[id]);
+        return X_SENSOR_EEPROM_OK;
+    });
+    if (code != X_SENSOR_EEPROM_OK) return code;
+    kset_set_hex(header_hash_id, payload.hash);
+    return store.write();
+}
+
+int load_header(x_sensor_eeprom_payload &payload) {
+    const int code = for_each_text([&](int id) { return take_text(id, payload.header[id]); });
+    return code == X_SENSOR_EEPROM_OK ? take_hash(payload.hash) : code;
+}
+
 }  // namespace
 
 int x_sensor_eeprom_store_header(const char *path, const x_sensor_eeprom_payload *payload, int *status) {
-    if (x_sysfs_exists(path) != 0) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
-    if (eeprom_header_settings_open(path, 0, status) != 0) return -1;
-    const int code = for_each_text([&](int id) {
-        kset_set_string(id, payload->header[id]);
-        return X_SENSOR_EEPROM_OK;
-    });
-    if (code != X_SENSOR_EEPROM_OK) return close_and_fail(status, code);
-    kset_set_hex(header_hash_id, payload->hash);
-
-    *status = X_SENSOR_EEPROM_OK;
-    // A settings store whose write failed is left to the next kset_init.
-    if (kset_write() != 0) return fail(status, X_SENSOR_EEPROM_ERR_WRITE);
-    kset_shutdown();
-    return 0;
+    return report(with_header(path, false, [&](SettingsStore &store) { return store_header(store, *payload); }),
+                  status);
 }
 
 int x_sensor_eeprom_load_header(const char *path, x_sensor_eeprom_payload *payload, int *status) {
-    if (x_sysfs_exists(path) != 0) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
-    if (eeprom_header_settings_open(path, 1, status) != 0) return -1;
-    const int code = for_each_text([&](int id) { return take_text(id, payload->header[id]); });
-    if (code != X_SENSOR_EEPROM_OK) return close_and_fail(status, code);
-    const uint8_t *const hash = kset_get_hex(header_hash_id);
-    if (!hash) return close_and_fail(status, X_SENSOR_EEPROM_ERR_EMPTY);
-    memcpy(payload->hash, hash, header_hash_size);
-
-    kset_shutdown();
-    *status = X_SENSOR_EEPROM_OK;
-    return 0;
+    return report(with_header(path, true, [&](SettingsStore &) { return load_header(*payload); }), status);
 }
 
 int x_sensor_eeprom_check_header(const char *path, const unsigned char *cached_md5, int *status) {
-    if (x_sysfs_exists(path) != 0) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
-    if (eeprom_header_settings_open(path, 1, status) != 0) return -1;
-    *status = compare_header(cached_md5);
-    kset_shutdown();
-    return *status == X_SENSOR_EEPROM_OK ? 0 : -1;
+    return report(with_header(path, true, [&](SettingsStore &) { return compare_header(cached_md5); }), status);
 }

@@ -4,6 +4,7 @@
 
 namespace {
 
+// An application marks a buffer of its own by a capacity that none of ours has.
 bool owns_data(const x_sensor_eeprom_table &table) {
     return table.capacity >= 1 && table.capacity <= X_SENSOR_EEPROM_TABLE_CAPACITY;
 }

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "ostdrv.h"
-#include "support/kos_memory.hpp"
+#include "sensor_eeprom/kos_memory.hpp"
 
 using namespace ostdrv;
 
@@ -63,6 +63,7 @@ int eeprom_calib_read(void *buffer, unsigned int length) {
         return -1;
     }
     memset(bytes.get(), 0, length);
+    // Its failure is told by the result alone, as promised.
     const int result = x_sysfs_read_bytes(eeprom_sysfs_path, bytes.get(), calib_offset, length);
     if (result == 0) memcpy(buffer, bytes.get(), length);
     return result;

@@ -2,15 +2,16 @@
 #ifndef OSTDRV_SENSOR_EEPROM_SETTINGS_HPP
 #define OSTDRV_SENSOR_EEPROM_SETTINGS_HPP
 
-#include <cstddef>
+#include <kset.h>
 
 #include "ostdrv.h"
+#include "support/owned.hpp"
 
 namespace ostdrv {
 
 enum EepromFieldKind { EEPROM_FIELD_NONE = 0, EEPROM_FIELD_HEX = 1, EEPROM_FIELD_STRING = 2 };
 
-inline constexpr char supported_version[] = "s5l";
+inline constexpr char supported_version[] = X_SENSOR_EEPROM_LAYOUT_VERSION;
 
 inline constexpr int header_identifiers = 11;
 inline constexpr int header_first_id = X_SENSOR_EEPROM_HEADER_SENSOR;
@@ -29,59 +30,39 @@ extern const EepromHeaderFields eeprom_header_fields;
 constexpr int data_id(int slot) { return slot + 1; }
 constexpr int size_id(int slot) { return slot + 1 + X_SENSOR_EEPROM_TABLES; }
 
-// The slots that hold a table, in order. (The library's filter view would do, were clang 14 able to compile it.)
-class NamedSlots {
- public:
-    explicit NamedSlots(const x_sensor_eeprom_table *tables) : tables_(tables) {}
+inline bool is_named(const x_sensor_eeprom_table &table) { return table.name[0] != '\0'; }
 
-    class Iterator {
-     public:
-        using value_type = int;
-        using difference_type = std::ptrdiff_t;
-        Iterator() = default;
-        Iterator(const x_sensor_eeprom_table *tables, int slot) : tables_(tables), slot_(slot) { skip_unnamed(); }
-        int operator*() const { return slot_; }
-        Iterator &operator++() {
-            ++slot_;
-            skip_unnamed();
-            return *this;
-        }
-        Iterator operator++(int) {
-            const Iterator here = *this;
-            ++*this;
-            return here;
-        }
-        bool operator==(const Iterator &other) const { return slot_ == other.slot_; }
+// Functions of this room return an X_SENSOR_EEPROM_ code. An exported operation ends with this: it stores the code and
+// returns what stands for it.
+inline int report(int code, int *status) {
+    *status = code;
+    return code == X_SENSOR_EEPROM_OK ? 0 : -1;
+}
 
-     private:
-        void skip_unnamed() {
-            while (slot_ < X_SENSOR_EEPROM_TABLES && tables_[slot_].name[0] == '\0') ++slot_;
-        }
-        const x_sensor_eeprom_table *tables_ = nullptr;
-        int slot_ = 0;
-    };
-    Iterator begin() const { return {tables_, 0}; }
-    Iterator end() const { return {tables_, X_SENSOR_EEPROM_TABLES}; }
-
- private:
-    const x_sensor_eeprom_table *tables_;
+// The settings store, from its opening over a region to the end of the scope.
+struct SettingsStore : Owned<bool, kset_shutdown> {
+    void open(unsigned int identifiers, unsigned int region_size, kset_read_fn from_region, kset_write_fn to_region) {
+        kset_init(identifiers, region_size, -1, from_region, to_region);
+        reset(true);
+    }
+    int read() const { return kset_read() == 0 ? X_SENSOR_EEPROM_OK : X_SENSOR_EEPROM_ERR_READ; }
+    // A store whose write failed is left to the next kset_init, as promised.
+    int write() {
+        if (kset_write() == 0) return X_SENSOR_EEPROM_OK;
+        release();
+        return X_SENSOR_EEPROM_ERR_WRITE;
+    }
 };
-inline NamedSlots named_slots(const x_sensor_eeprom_table *tables) { return NamedSlots(tables); }
 
-// Failures of an operation, before the settings store is open and while it is: what the operation returns.
-int fail(int *status, int code);
-int close_and_fail(int *status, int code);
-
-// Open the settings store over a region and declare its settings: 0 with the store left open for the caller to close,
-// or -1 with the store closed.
+// Open the store over a region and declare its settings.
 //
 // The calibration region's are a size and the data of each named slot. With `load` they are read back: sizes into the
 // slots' lengths, data into the slots.
-int eeprom_calib_settings_open(const char *path, unsigned int eeprom_size, unsigned char load,
-                               x_sensor_eeprom_table *tables, int *status);
+int eeprom_calib_settings_open(SettingsStore &store, const char *path, unsigned int eeprom_size, bool load,
+                               x_sensor_eeprom_table *tables);
 
 // The header region is always read. With `check`, an empty text or an all-zero byte string is a failure.
-int eeprom_header_settings_open(const char *path, unsigned char check, int *status);
+int eeprom_header_settings_open(SettingsStore &store, const char *path, bool check);
 
 }  // namespace ostdrv
 

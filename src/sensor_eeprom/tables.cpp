@@ -1,13 +1,11 @@
 // The operations on the calibration tables: store, load, and the erasure of the whole EEPROM.
-#include <kset.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "ostdrv.h"
+#include "sensor_eeprom/kos_memory.hpp"
 #include "sensor_eeprom/settings.hpp"
-#include "support/kos_memory.hpp"
 
 using namespace ostdrv;
 
@@ -19,8 +17,7 @@ bool is_storable(const x_sensor_eeprom_payload *payload) {
     if (!payload) return false;
     const char *const version = payload->header[X_SENSOR_EEPROM_HEADER_VERSION];
     if (memcmp(version, supported_version, sizeof supported_version) != 0) return false;
-    return std::ranges::all_of(named_slots(payload->tables),
-                               [&](int slot) { return has_table(payload->tables[slot]); });
+    return std::ranges::all_of(payload->tables, [](const auto &table) { return !is_named(table) || has_table(table); });
 }
 
 bool device_size(const char *path, unsigned int *size) {
@@ -30,8 +27,9 @@ bool device_size(const char *path, unsigned int *size) {
 // Returns how many bytes the tables take together.
 unsigned int set_tables(const x_sensor_eeprom_table *tables) {
     unsigned int total = 0;
-    for (const int slot : named_slots(tables)) {
+    for (int slot = 0; slot < X_SENSOR_EEPROM_TABLES; ++slot) {
         const x_sensor_eeprom_table &table = tables[slot];
+        if (!is_named(table)) continue;
         printf("Updating data setting [%d] with name [%s] with [%d] bytes of data\n", data_id(slot), table.name,
                table.length);
         kset_set_hex(data_id(slot), table.data);
@@ -42,65 +40,76 @@ unsigned int set_tables(const x_sensor_eeprom_table *tables) {
     return total;
 }
 
-int write_tables(const char *path, unsigned int size, x_sensor_eeprom_table *tables, int *status) {
-    if (eeprom_calib_settings_open(path, size, 0, tables, status) != 0) return -1;
-    if (size < set_tables(tables)) return close_and_fail(status, X_SENSOR_EEPROM_ERR_TOO_LARGE);
+int write_tables(const char *path, unsigned int size, x_sensor_eeprom_table *tables) {
+    SettingsStore store;
+    if (const int code = eeprom_calib_settings_open(store, path, size, false, tables)) return code;
+    // The whole file's size, as promised: tables that fit it but not their region fail in the write, which knows.
+    if (size < set_tables(tables)) return X_SENSOR_EEPROM_ERR_TOO_LARGE;
 
     puts("Saving data to EEPROM");
-    // A settings store whose write failed is left to the next kset_init.
-    if (kset_write() != 0) return fail(status, X_SENSOR_EEPROM_ERR_WRITE);
-    kset_shutdown();
-    return 0;
+    return store.write();
 }
 
-// False when a table that was read back is not there any more.
-bool digest_tables(const x_sensor_eeprom_table *tables, x_sensor_eeprom_md5_ctx &md5) {
-    for (const int slot : named_slots(tables)) {
+int digest_tables(const x_sensor_eeprom_table *tables, x_sensor_eeprom_md5_ctx &md5) {
+    for (int slot = 0; slot < X_SENSOR_EEPROM_TABLES; ++slot) {
+        if (!is_named(tables[slot])) continue;
         const int length = kset_get_int(size_id(slot));
         printf("Found table [%s] with [%d] bytes of data updating md5\n", tables[slot].name, length);
         const uint8_t *const data = kset_get_hex(data_id(slot));
-        if (!data) return false;
+        // The data has the length that it was declared with: a size that has changed since would read beyond it.
+        if (length != tables[slot].length || (length > 0 && !data)) return X_SENSOR_EEPROM_ERR_READ;
         x_sensor_eeprom_md5_update(&md5, data, static_cast<unsigned int>(length));
     }
-    return true;
+    return X_SENSOR_EEPROM_OK;
+}
+
+// Whatever fails here is one code: the tables cannot be had back.
+int read_back_tables(const char *path, unsigned int size, x_sensor_eeprom_table *tables, x_sensor_eeprom_md5_ctx &md5) {
+    SettingsStore store;
+    if (eeprom_calib_settings_open(store, path, size, true, tables) != X_SENSOR_EEPROM_OK)
+        return X_SENSOR_EEPROM_ERR_READ;
+    return digest_tables(tables, md5);
+}
+
+int store_tables(const char *path, x_sensor_eeprom_payload *payload) {
+    unsigned int size = 0;
+    if (!is_storable(payload)) return X_SENSOR_EEPROM_ERR_PAYLOAD;
+    if (!device_size(path, &size)) return X_SENSOR_EEPROM_ERR_DEVICE;
+    if (const int code = write_tables(path, size, payload->tables)) return code;
+
+    x_sensor_eeprom_md5_ctx md5;
+    x_sensor_eeprom_md5_init(&md5);
+    puts("Reload data from EEPROM");
+    if (const int code = read_back_tables(path, size, payload->tables, md5)) return code;
+    puts("Computing final md5 and saving to EEPROM");
+    x_sensor_eeprom_md5_finalise(&md5, payload->hash);
+    return X_SENSOR_EEPROM_OK;
+}
+
+int load_tables(const char *path, x_sensor_eeprom_table *tables) {
+    unsigned int size = 0;
+    if (!device_size(path, &size)) return X_SENSOR_EEPROM_ERR_DEVICE;
+    SettingsStore store;
+    const int code = eeprom_calib_settings_open(store, path, size, true, tables);
+    return code == X_SENSOR_EEPROM_OK ? code : X_SENSOR_EEPROM_ERR_READ;
 }
 
 }  // namespace
 
 int x_sensor_eeprom_store(const char *path, x_sensor_eeprom_payload *payload, int *status) {
-    unsigned int size = 0;
-    if (!is_storable(payload)) return fail(status, X_SENSOR_EEPROM_ERR_PAYLOAD);
-    if (!device_size(path, &size)) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
-    if (write_tables(path, size, payload->tables, status) != 0) return -1;
-
-    x_sensor_eeprom_md5_ctx md5;
-    x_sensor_eeprom_md5_init(&md5);
-    puts("Reload data from EEPROM");
-    if (eeprom_calib_settings_open(path, size, 1, payload->tables, status) != 0)
-        return fail(status, X_SENSOR_EEPROM_ERR_READ);
-    if (!digest_tables(payload->tables, md5)) return close_and_fail(status, X_SENSOR_EEPROM_ERR_READ);
-    kset_shutdown();
-
-    puts("Computing final md5 and saving to EEPROM");
-    x_sensor_eeprom_md5_finalise(&md5, payload->hash);
-    return x_sensor_eeprom_store_header(path, payload, status);
+    const int code = store_tables(path, payload);
+    return code == X_SENSOR_EEPROM_OK ? x_sensor_eeprom_store_header(path, payload, status) : report(code, status);
 }
 
 int x_sensor_eeprom_load(const char *path, x_sensor_eeprom_payload *payload, int *status) {
-    unsigned int size = 0;
-    if (!device_size(path, &size)) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
-    if (eeprom_calib_settings_open(path, size, 1, payload->tables, status) != 0)
-        return fail(status, X_SENSOR_EEPROM_ERR_READ);
-
-    *status = X_SENSOR_EEPROM_OK;
-    kset_shutdown();
-    return 0;
+    return report(load_tables(path, payload->tables), status);
 }
 
 int x_sensor_eeprom_reset(const char *path, int *status) {
     unsigned int size = 0;
-    if (!device_size(path, &size)) return fail(status, X_SENSOR_EEPROM_ERR_DEVICE);
+    if (!device_size(path, &size)) return report(X_SENSOR_EEPROM_ERR_DEVICE, status);
     printf("EEPROM size is: %d\n", static_cast<int>(size));
+    // What follows is told by the result alone, as promised.
     *status = X_SENSOR_EEPROM_OK;
 
     const KosMemory erased(size);

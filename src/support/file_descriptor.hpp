@@ -5,26 +5,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <utility>
+#include "support/owned.hpp"
 
 namespace ostdrv {
 
-class FileDescriptor {
- public:
-    FileDescriptor(const char *path, int flags) : fd_(::open(path, flags | O_CLOEXEC)) {}
-    ~FileDescriptor() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    FileDescriptor(const FileDescriptor &) = delete;
-    FileDescriptor &operator=(const FileDescriptor &) = delete;
-
-    explicit operator bool() const { return fd_ >= 0; }
-    int get() const { return fd_; }
-    // Hands the descriptor to the caller, who closes it.
-    int release() { return std::exchange(fd_, -1); }
-
- private:
-    int fd_;
+struct FileDescriptor : Owned<int, ::close, -1> {
+    FileDescriptor(const char *path, int flags) : Owned(::open(path, flags | O_CLOEXEC)) {}
 };
 
 }  // namespace ostdrv

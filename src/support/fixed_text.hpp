@@ -3,13 +3,13 @@
 #define OSTDRV_SUPPORT_FIXED_TEXT_HPP
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <string_view>
 
+#include "support/decimal.hpp"
+
 namespace ostdrv {
 
-// Paths of attributes are made this way: beside the few system calls of a transfer, printf's formatting would show.
 template <std::size_t Size>  // terminator included
 class FixedText {
  public:
@@ -22,14 +22,9 @@ class FixedText {
         text_[length_] = '\0';
         return *this;
     }
-    FixedText &append(int number) {
-        char digits[16];
-        const char *const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-        return append(std::string_view(digits, static_cast<std::size_t>(end - digits)));
-    }
+    FixedText &append(int number) { return append(Decimal(number).view()); }
 
     const char *c_str() const { return text_; }
-    std::string_view view() const { return {text_, length_}; }
 
  private:
     char text_[Size];

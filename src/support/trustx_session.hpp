@@ -4,21 +4,12 @@
 
 #include <trustx.h>
 
+#include "support/owned.hpp"
+
 namespace ostdrv {
 
-class TrustxSession {
- public:
-    TrustxSession() : open_(trustX_Open() == 0) {}
-    ~TrustxSession() {
-        if (open_) trustX_Close();
-    }
-    TrustxSession(const TrustxSession &) = delete;
-    TrustxSession &operator=(const TrustxSession &) = delete;
-
-    explicit operator bool() const { return open_; }
-
- private:
-    bool open_;
+struct TrustxSession : Owned<bool, trustX_Close> {
+    TrustxSession() : Owned(trustX_Open() == 0) {}
 };
 
 }  // namespace ostdrv
