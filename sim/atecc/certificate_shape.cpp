@@ -3,7 +3,7 @@
 #include "core/der.hpp"
 #include "refused.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 namespace {
 
 constexpr std::uint8_t sequence = 0x30, bit_string = 0x03;
@@ -86,4 +86,4 @@ Bytes template_of(const atcacert_def_t &definition) {
     return Bytes(bytes.begin(), bytes.end());
 }
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc

@@ -6,7 +6,7 @@
 #include "atcacert.h"
 #include "core/crypto.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 
 inline const atcacert_cert_loc_t &element_of(const atcacert_def_t &definition, atcacert_std_cert_element_t element) {
     return definition.std_cert_elements[element];
@@ -31,6 +31,6 @@ Bytes with_signature(const atcacert_def_t &definition, ByteView certificate, con
 // The definition's template, when it is one that certificates can be built over.
 Bytes template_of(const atcacert_def_t &definition);
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc
 
 #endif

@@ -6,8 +6,7 @@
 #include "refused.hpp"
 #include "session.hpp"
 
-using namespace ostdrv::sim;
-
+namespace ostdrv::sim::atecc {
 namespace {
 
 constexpr auto kind = CallKind::platform;
@@ -70,7 +69,7 @@ Bytes read_certificate(const atcacert_def_t &definition) {
         place_public_key(definition, chip, certificate);
         return chip.read(place.zone, place.slot, place.offset, form);
     });
-    return expand(definition, form, std::move(certificate));
+    return expand(definition, form, certificate);
 }
 
 Bytes make_request(const atcacert_def_t &definition) {
@@ -144,3 +143,5 @@ int atcacert_verify_cert_hw(const atcacert_def_t *cert_def, const uint8_t *cert,
 }
 
 }  // extern "C"
+
+}  // namespace ostdrv::sim::atecc

@@ -6,15 +6,14 @@
 #ifndef OSTDRV_SIM_ATECC_CHIP_HPP
 #define OSTDRV_SIM_ATECC_CHIP_HPP
 
-#include "core/crypto.hpp"
 #include "cryptoauthlib.h"
 #include "state.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 
 class Chip {
  public:
-    explicit Chip(AteccState &state) : state_(state) {}
+    explicit Chip(State &state) : state_(state) {}
 
     // Zones; a slot counts in the data zone only.
     ATCA_STATUS read(unsigned zone, unsigned slot, std::size_t offset, std::span<std::uint8_t> bytes) const;
@@ -41,7 +40,7 @@ class Chip {
                                  slot_locked_bytes = 88, key_config_bytes = 96;
     static constexpr std::uint8_t unlocked = 0x55;
 
-    AteccState &state_;
+    State &state_;
 
     unsigned word(std::size_t at) const {
         return state_.config[at] | static_cast<unsigned>(state_.config[at + 1]) << 8;
@@ -63,6 +62,6 @@ class Chip {
     std::optional<PrivateKey> private_key(unsigned slot) const;
 };
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc
 
 #endif

@@ -3,8 +3,7 @@
 
 #include "session.hpp"
 
-using namespace ostdrv::sim;
-
+namespace ostdrv::sim::atecc {
 namespace {
 
 constexpr auto kind = CallKind::platform;
@@ -85,7 +84,7 @@ ATCA_STATUS atcab_is_locked(uint8_t zone, bool *is_locked) {
 
 ATCA_STATUS atcab_is_slot_locked(uint16_t slot, bool *is_locked) {
     const Call call(kind, "atcab_is_slot_locked", "%u", slot);
-    return answer(call, is_locked && slot < atecc_slots, [&](Chip &chip) {
+    return answer(call, is_locked && slot < slot_count, [&](Chip &chip) {
         *is_locked = chip.slot_locked(slot);
         return ATCA_SUCCESS;
     });
@@ -141,12 +140,16 @@ ATCA_STATUS atcab_verify_extern(const uint8_t *message, const uint8_t *signature
 // Computed on the host; no session needed.
 int atcac_sw_sha2_256(const uint8_t *data, size_t length, uint8_t *digest) {
     const Call call(kind, "atcac_sw_sha2_256", "%zu", length);
-    if (call.fails()) return static_cast<int>(call.result(ATCA_GEN_FAIL));
-    if (!digest || (!data && length)) return ATCA_BAD_PARAM;
-    const auto computed = sha256(ByteView(data, length));
-    if (!computed) return ATCA_GEN_FAIL;
-    std::ranges::copy(*computed, digest);
-    return ATCA_SUCCESS;
+    return answered<ATCA_STATUS>(call, ATCA_GEN_FAIL, [&] {
+        if (!digest || (!data && length)) return ATCA_BAD_PARAM;
+        return give<Digest>(digest, [&](Digest &computed) {
+            const auto made = sha256(ByteView(data, length));
+            if (made) computed = *made;
+            return made ? ATCA_SUCCESS : ATCA_GEN_FAIL;
+        });
+    });
 }
 
 }  // extern "C"
+
+}  // namespace ostdrv::sim::atecc

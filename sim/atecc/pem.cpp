@@ -2,8 +2,7 @@
 
 #include "refused.hpp"
 
-using namespace ostdrv::sim;
-
+namespace ostdrv::sim::atecc {
 namespace {
 
 constexpr std::string_view line_end = "\r\n";
@@ -14,8 +13,6 @@ std::string boundary(std::string_view word, std::string_view label) {
 }
 
 }  // namespace
-
-namespace ostdrv::sim {
 
 std::string pem_encode(std::string_view label, ByteView der) {
     const std::string body = base64_encode(der);
@@ -38,8 +35,6 @@ std::optional<Bytes> pem_decode(std::string_view label, std::string_view text) {
     return base64_decode(body);
 }
 
-}  // namespace ostdrv::sim
-
 extern "C" int atcacert_decode_pem_cert(const char *pem, size_t pem_size, uint8_t *der, size_t *der_size) {
     const Call call(CallKind::platform, "atcacert_decode_pem_cert", "%zu", pem_size);
     return refusable(call, [&] {
@@ -55,3 +50,5 @@ extern "C" int atcacert_encode_pem_cert(const uint8_t *der, size_t der_size, cha
         deliver(pem_encode(certificate, {der, der_size}), pem, pem_size);
     });
 }
+
+}  // namespace ostdrv::sim::atecc

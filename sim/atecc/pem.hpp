@@ -8,7 +8,7 @@
 
 #include "core/crypto.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 
 // Lines of 64 characters, each line ended by CR LF.
 std::string pem_encode(std::string_view label, ByteView der);
@@ -17,6 +17,6 @@ std::string pem_encode(std::string_view label, ByteView der);
 // base64 and blanks and line ends may stand.
 std::optional<Bytes> pem_decode(std::string_view label, std::string_view text);
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc
 
 #endif

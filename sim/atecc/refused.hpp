@@ -6,10 +6,10 @@
 #include <cstddef>
 
 #include "atcacert.h"
+#include "core/c_border.hpp"
 #include "core/crypto.hpp"
-#include "core/fault_plan.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 
 struct Refused {
     int code;
@@ -28,13 +28,14 @@ T required(std::optional<T> value, int code) {
 
 template <typename Action>
 int refusable(const Call &call, Action action) {
-    if (call.fails()) return static_cast<int>(call.result(ATCACERT_E_ERROR));
-    try {
-        action();
-        return ATCACERT_E_SUCCESS;
-    } catch (const Refused &refused) {
-        return refused.code;
-    }
+    return answered<int>(call, ATCACERT_E_ERROR, [&]() -> int {
+        try {
+            action();
+            return ATCACERT_E_SUCCESS;
+        } catch (const Refused &refused) {
+            return refused.code;
+        }
+    });
 }
 
 // Copies a result into the caller's buffer; *size holds its capacity, then the size of the result even when it does
@@ -47,6 +48,6 @@ void deliver(const Result &result, Unit *buffer, std::size_t *size) {
     std::copy(result.begin(), result.end(), buffer);
 }
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc
 
 #endif

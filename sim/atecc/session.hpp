@@ -5,9 +5,9 @@
 #include <functional>
 
 #include "chip.hpp"
-#include "core/fault_plan.hpp"
+#include "core/c_border.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 
 // Carries out a command on the board's chip and keeps what it changed, whatever its status.
 ATCA_STATUS with_chip(const std::function<ATCA_STATUS(Chip &)> &command);
@@ -18,10 +18,11 @@ std::optional<ATCAIfaceType> session_interface();
 // The body of most functions: the fault plan, then the session, then the arguments, then the chip.
 template <typename Command>
 ATCA_STATUS answer(const Call &call, bool arguments_good, Command command) {
-    if (call.fails()) return static_cast<ATCA_STATUS>(call.result(ATCA_COMM_FAIL));
-    return with_chip([&](Chip &chip) { return arguments_good ? command(chip) : ATCA_BAD_PARAM; });
+    return answered<ATCA_STATUS>(call, ATCA_COMM_FAIL, [&] {
+        return with_chip([&](Chip &chip) { return arguments_good ? command(chip) : ATCA_BAD_PARAM; });
+    });
 }
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc
 
 #endif

@@ -7,7 +7,7 @@
 #include "core/der.hpp"
 #include "core/sealed_file.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 namespace {
 
 namespace fs = std::filesystem;
@@ -29,8 +29,8 @@ constexpr std::array<std::uint8_t, 32> factory_key_config = {
 
 }  // namespace
 
-AteccState AteccState::blank(AteccModel model) {
-    AteccState state;
+State State::blank(Model model) {
+    State state;
     state.config.fill(0);
     state.otp.fill(0xFF);
     state.data.fill(0xFF);
@@ -38,7 +38,7 @@ AteccState AteccState::blank(AteccModel model) {
     std::ranges::copy(factory_config, state.config.begin());
     std::random_device random;
     for (const std::size_t byte : {2u, 3u, 8u, 9u, 10u, 11u}) state.config[byte] = static_cast<std::uint8_t>(random());
-    if (model == AteccModel::atecc508a) {
+    if (model == Model::atecc508a) {
         state.config[6] = 0x50;
         state.config[7] = 0x00;
         state.config[13] = 0xC0;
@@ -51,15 +51,15 @@ AteccState AteccState::blank(AteccModel model) {
     return state;
 }
 
-std::optional<AteccState> AteccState::load() {
+std::optional<State> State::load() {
     std::error_code error;
     if (!fs::exists(state_file(), error)) {
         const bool old = BoardDescription::load().chip == "atecc508a";
-        const AteccState state = blank(old ? AteccModel::atecc508a : AteccModel::atecc608a);
+        const State state = blank(old ? Model::atecc508a : Model::atecc608a);
         if (!state.save()) return std::nullopt;
         return state;
     }
-    AteccState state;
+    State state;
     const auto bytes = open_sealed(state_file(), tag);
     if (!bytes || bytes->size() != state.config.size() + state.otp.size() + state.data.size()) return std::nullopt;
     auto from = bytes->begin();
@@ -71,17 +71,17 @@ std::optional<AteccState> AteccState::load() {
     return state;
 }
 
-bool AteccState::save() const {
+bool State::save() const {
     Bytes bytes(config.begin(), config.end());
     append(bytes, otp);
     append(bytes, data);
     return seal(state_file(), tag, bytes);
 }
 
-std::span<std::uint8_t> AteccState::slot(unsigned number) & {
+std::span<std::uint8_t> State::slot(unsigned number) & {
     std::size_t offset = 0;
-    for (unsigned before = 0; before < number; ++before) offset += atecc_slot_size(before);
-    return std::span<std::uint8_t>(data).subspan(offset, atecc_slot_size(number));
+    for (unsigned before = 0; before < number; ++before) offset += slot_size(before);
+    return std::span<std::uint8_t>(data).subspan(offset, slot_size(number));
 }
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc

@@ -8,33 +8,38 @@
 #include <optional>
 #include <span>
 
-namespace ostdrv::sim {
+#include "core/crypto.hpp"
 
-enum class AteccModel { atecc508a, atecc608a };
+namespace ostdrv::sim::atecc {
 
-inline constexpr unsigned atecc_slots = 16;
-constexpr std::size_t atecc_slot_size(unsigned slot) { return slot < 8 ? 36 : slot == 8 ? 416 : 72; }
+enum class Model { atecc508a, atecc608a };
 
-struct AteccState {
+inline constexpr unsigned slot_count = 16;
+constexpr std::size_t slot_size(unsigned slot) { return slot < 8 ? 36 : slot == 8 ? 416 : 72; }
+
+struct State {
     std::array<std::uint8_t, 128> config;
     std::array<std::uint8_t, 64> otp;
     std::array<std::uint8_t, 8 * 36 + 416 + 7 * 72> data;  // the slots, one after the other
 
     // As it comes from the factory: a serial number of its own, nothing locked, all else 0xFF.
-    static AteccState blank(AteccModel model);
+    static State blank(Model model);
 
     // The board's chip, a blank one of the model fitted when there was none; nothing when its file is damaged. The
     // caller holds a StateLock.
-    static std::optional<AteccState> load();
+    static std::optional<State> load();
     bool save() const;
 
     std::span<std::uint8_t> slot(unsigned number) &;
-    std::span<const std::uint8_t> slot(unsigned number) const & { return const_cast<AteccState *>(this)->slot(number); }
+    std::span<const std::uint8_t> slot(unsigned number) const & { return const_cast<State *>(this)->slot(number); }
     std::span<std::uint8_t> slot(unsigned number) && = delete;
+    Bytes content(unsigned number) const { return {slot(number).begin(), slot(number).end()}; }
+    // As if the chip had generated it there.
+    void put_private_key(unsigned number, const PrivateKey &key);
 
-    bool operator==(const AteccState &) const = default;
+    bool operator==(const State &) const = default;
 };
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc
 
 #endif

@@ -4,7 +4,7 @@
 #include "chip.hpp"
 #include "core/fault_plan.hpp"
 
-namespace ostdrv::sim {
+namespace ostdrv::sim::atecc {
 namespace {
 
 // Data goes over the wire in blocks of this size.
@@ -26,8 +26,8 @@ std::span<std::uint8_t> Chip::bytes_of(unsigned zone, unsigned slot) const {
 }
 
 ATCA_STATUS Chip::zone_size(unsigned zone, unsigned slot, std::size_t &size) {
-    if (zone > ATCA_ZONE_DATA || (zone == ATCA_ZONE_DATA && slot >= atecc_slots)) return ATCA_BAD_PARAM;
-    size = zone == ATCA_ZONE_CONFIG ? 128 : zone == ATCA_ZONE_OTP ? 64 : atecc_slot_size(slot);
+    if (zone > ATCA_ZONE_DATA || (zone == ATCA_ZONE_DATA && slot >= slot_count)) return ATCA_BAD_PARAM;
+    size = zone == ATCA_ZONE_CONFIG ? 128 : zone == ATCA_ZONE_OTP ? 64 : slot_size(slot);
     return ATCA_SUCCESS;
 }
 
@@ -98,11 +98,11 @@ ATCA_STATUS Chip::lock_data() {
 }
 
 ATCA_STATUS Chip::lock_slot(unsigned slot) {
-    if (slot >= atecc_slots) return ATCA_BAD_PARAM;
+    if (slot >= slot_count) return ATCA_BAD_PARAM;
     if (!config_locked() || slot_locked(slot) || !lockable(slot)) return ATCA_EXECUTION_ERROR;
     std::uint8_t &bits = state_.config[slot_locked_bytes + slot / 8];
     bits = static_cast<std::uint8_t>(bits & ~(1u << slot % 8));
     return ATCA_SUCCESS;
 }
 
-}  // namespace ostdrv::sim
+}  // namespace ostdrv::sim::atecc

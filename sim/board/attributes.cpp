@@ -25,6 +25,7 @@ constexpr std::array<std::string_view, 3> attribute_trees{"/sys/class/", "/var/t
 constexpr std::string_view lights = "/sys/class/backlight/";
 constexpr std::string_view brightness = "/brightness";
 constexpr std::string_view own_sensor = "/sys/class/thermal/thermal_zone0/temp";
+constexpr std::string_view leds = "/sys/class/leds/";
 constexpr int highest_brightness = 255;
 
 bool is_attribute(std::string_view path) {
@@ -43,7 +44,7 @@ int store_brightness(const std::string &device_path, std::string_view text) {
 // The error number of a write, nothing for an attribute that keeps what is written like any other file.
 std::optional<int> store(const std::string &device_path, std::string_view text) {
     if (const auto error = gpio_store(device_path, text)) return error;
-    if (device_path.starts_with(lights) && device_path.ends_with(brightness))
+    if ((device_path.starts_with(lights) || device_path.starts_with(leds)) && device_path.ends_with(brightness))
         return store_brightness(device_path, text);
     return std::nullopt;
 }
@@ -59,6 +60,14 @@ void keep_only(std::string_view device_directory, const std::set<std::string> &n
         if (!names.contains(entry.path().filename().string())) fs::remove_all(entry.path(), error);
 }
 
+void make_lights(std::string_view directory, const std::set<std::string> &names) {
+    for (const std::string &name : names) {
+        make_attribute(std::string(directory) + name + std::string(brightness), "0");
+        make_attribute(std::string(directory) + name + "/max_brightness", std::to_string(highest_brightness));
+    }
+    keep_only(directory, names);
+}
+
 }  // namespace
 
 void make_attributes(const BoardDescription &board) {
@@ -70,12 +79,8 @@ void make_attributes(const BoardDescription &board) {
         channels.insert(fs::path(adc_attribute(channel)).filename());
     }
     keep_only("/var/tmp/adc", channels);
-    const std::set<std::string> names = board.light_names();
-    for (const std::string &name : names) {
-        make_attribute(std::string(lights) + name + std::string(brightness), "0");
-        make_attribute(std::string(lights) + name + "/max_brightness", std::to_string(highest_brightness));
-    }
-    keep_only("/sys/class/backlight", names);
+    make_lights(lights, board.light_names());
+    make_lights(leds, board.led ? std::set<std::string>{"red", "green", "blue"} : std::set<std::string>{});
     make_attribute(std::string(own_sensor), "25000");
 }
 
@@ -103,6 +108,15 @@ std::optional<ssize_t> write_attribute(int descriptor, const void *bytes, std::s
         return -1;
     }
     return lseek(descriptor, static_cast<off_t>(size), SEEK_CUR) < 0 ? -1 : static_cast<ssize_t>(size);
+}
+
+std::optional<std::string> attribute(std::string_view device_path) {
+    const auto file = board_path(device_path);
+    const auto bytes = file ? read_file(*file) : std::nullopt;
+    if (!bytes) return std::nullopt;
+    std::string value(bytes->begin(), bytes->end());
+    if (value.ends_with('\n')) value.pop_back();
+    return value;
 }
 
 bool set_attribute(std::string_view device_path, std::string_view value) {

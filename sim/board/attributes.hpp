@@ -26,6 +26,8 @@ std::string open_mode(const char *path, const char *mode);
 // What write on a descriptor gives when it stands for an attribute that answers writes, with errno set.
 std::optional<ssize_t> write_attribute(int descriptor, const void *bytes, std::size_t size);
 
+// An attribute's value without the newline; nothing where there is none.
+std::optional<std::string> attribute(std::string_view device_path);
 // Replaces an attribute's value in place, because descriptors that are open must see it. Keeps one newline at its end.
 bool set_attribute(std::string_view device_path, std::string_view value);
 bool replace_content(const std::filesystem::path &file, std::string_view content);

@@ -13,8 +13,8 @@ namespace fs = std::filesystem;
 Board::Board(const fs::path &root) : root_(root) {
     Unseen unseen;
     setenv("OSTDRV_SIM_ROOT", root.c_str(), 1);
-    for (const char *directory :
-         {"mnt/settings", "proc/device-tree", "dev", "tmp", "sys/class/gpio", "sys/class/backlight", "var/tmp/adc"})
+    for (const char *directory : {"mnt/settings", "proc/device-tree", "dev", "tmp", "sys/class/gpio",
+                                  "sys/class/backlight", "sys/class/leds", "var/tmp/adc"})
         fs::create_directories(root / "fs" / directory);
     if (!fs::exists(root / "board"))
         fit({});
@@ -22,14 +22,31 @@ Board::Board(const fs::path &root) : root_(root) {
         make_attributes(BoardDescription::load());
 }
 
-void Board::fit(const BoardDescription &description) {
+void Board::change(const BoardDescription &description) {
     Unseen unseen;
     if (!description.save()) throw std::runtime_error("cannot write the board description below " + root_.string());
+    make_attributes(description);
+}
+
+void Board::fit(const BoardDescription &description) {
+    Unseen unseen;
+    change(description);
     put("/dev/i2c-" + std::to_string(description.i2c_bus), "");
     put_cell("tpm-i2c-bus", static_cast<std::uint32_t>(description.i2c_bus));
     put_cell("tpm-i2c-address", static_cast<std::uint32_t>(description.i2c_address));
     put_cell("tpm-use-usb", description.usb ? 1 : 0);
-    make_attributes(description);
+}
+
+std::string Board::remembered_chip() const {
+    Unseen unseen;
+    for (const char *chip : {"atecc", "trustx"})
+        if (fs::exists(file(std::string("/mnt/settings/") + chip))) return chip;
+    return "none";
+}
+
+void Board::remember_chip(std::string_view chip) const {
+    for (const std::string marker : {"atecc", "trustx"})
+        marker == chip ? put("/mnt/settings/" + marker, "") : remove("/mnt/settings/" + marker);
 }
 
 fs::path Board::file(std::string_view device_path) const {

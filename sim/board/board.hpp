@@ -17,8 +17,14 @@ class Board {
     // Makes the board's directory the process's board (OSTDRV_SIM_ROOT) and creates what is missing in it.
     explicit Board(const std::filesystem::path &root);
 
-    // Replaces the description and the device-tree properties that follow from it. Chips keep their state.
+    // Replaces the description and what follows from it, the device tree's properties included. Chips keep their state.
     void fit(const BoardDescription &description);
+    // The same, but what the device tree says of the chip stays.
+    void change(const BoardDescription &description);
+
+    // The chip that an earlier detection has decided on, as the device remembers it: "atecc", "trustx" or "none".
+    std::string remembered_chip() const;
+    void remember_chip(std::string_view chip) const;
 
     const std::filesystem::path &root() const { return root_; }
 

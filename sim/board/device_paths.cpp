@@ -21,11 +21,11 @@ struct DevicePrefix {
 // The temporary files of the ASN.1 dump are the board's own too: their names repeat within a second, so two boards on
 // one workstation would take each other's.
 constexpr std::array prefixes{
-    DevicePrefix{"/sys/class/gpio", true},      DevicePrefix{"/sys/class/backlight", true},
-    DevicePrefix{"/var/tmp/adc", true},         DevicePrefix{"/sys/class/thermal", true},
-    DevicePrefix{"/mnt/settings", true},        DevicePrefix{"/proc/device-tree", true},
-    DevicePrefix{"/dev/i2c-", false},           DevicePrefix{"/tmp/der.tmp", false},
-    DevicePrefix{"/tmp/asn1decode.tmp", false},
+    DevicePrefix{"/sys/class/gpio", true},   DevicePrefix{"/sys/class/backlight", true},
+    DevicePrefix{"/sys/class/leds", true},   DevicePrefix{"/sys/class/thermal", true},
+    DevicePrefix{"/var/tmp/adc", true},      DevicePrefix{"/mnt/settings", true},
+    DevicePrefix{"/proc/device-tree", true}, DevicePrefix{"/dev/i2c-", false},
+    DevicePrefix{"/tmp/der.tmp", false},     DevicePrefix{"/tmp/asn1decode.tmp", false},
 };
 
 bool is_device_path(std::string_view path) {
@@ -40,15 +40,16 @@ bool is_device_path(std::string_view path) {
 
 std::string files_directory() { return (board_root() / "fs").string(); }
 
-std::string shell_quoted(const std::string &text) {
-    std::string quoted;
-    for (char c : text) {
+// Without quotation marks, because they would end those that the path stands in.
+std::string escaped(const std::string &text) {
+    std::string escaped_text;
+    for (const char c : text) {
         const bool plain =
             std::isalnum(static_cast<unsigned char>(c)) || std::string_view("/._+-").find(c) != std::string_view::npos;
-        if (!plain) quoted += '\\';
-        quoted += c;
+        if (!plain) escaped_text += '\\';
+        escaped_text += c;
     }
-    return quoted;
+    return escaped_text;
 }
 
 }  // namespace
@@ -76,8 +77,8 @@ std::string device_path_of(int descriptor) {
     return std::string(path.substr(directory.size()));
 }
 
-std::string map_command(std::string_view command) {
-    const std::string directory = shell_quoted(files_directory());
+std::string with_board_paths(std::string_view command) {
+    const std::string directory = escaped(files_directory());
     std::string mapped;
     for (std::size_t i = 0; i < command.size(); ++i) {
         const bool starts_path =

@@ -15,8 +15,8 @@ std::optional<std::filesystem::path> board_path(std::string_view device_path);
 // The device path that an open descriptor stands for, empty for any other file.
 std::string device_path_of(int descriptor);
 
-// A shell command with every device path in it replaced by its place on the board.
-std::string map_command(std::string_view command);
+// A shell's text with every device path in it replaced by its place on the board.
+std::string with_board_paths(std::string_view command);
 
 // A path argument on its way to the C library: mapped when it is the device's, else as it was given.
 class PathArgument {

@@ -15,7 +15,7 @@ namespace {
 
 bool answers(int bus, int address) {
     const BoardDescription board = BoardDescription::load();
-    return board.has_atecc() && !board.usb && bus == board.i2c_bus && address == board.i2c_address;
+    return board.atecc_on_i2c() && bus == board.i2c_bus && address == board.i2c_address;
 }
 
 }  // namespace
@@ -32,14 +32,6 @@ int i2c_transfer(std::string_view bus_path, i2c_rdwr_ioctl_data &request) {
         if (message.flags & I2C_M_RD) std::memset(message.buf, 0, message.len);
     }
     return static_cast<int>(request.nmsgs);
-}
-
-std::optional<int> answer_i2cget(std::string_view command) {
-    int bus = -1;
-    unsigned address = 0;
-    if (std::sscanf(std::string(command).c_str(), "i2cget -y %d 0x%x", &bus, &address) != 2) return std::nullopt;
-    const int exit_status = answers(bus, static_cast<int>(address)) ? 0 : 2;
-    return exit_status << 8;
 }
 
 }  // namespace ostdrv::sim

@@ -13,6 +13,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 
 #include "attributes.hpp"
@@ -21,6 +22,7 @@
 #include "edge_poll.hpp"
 #include "i2c.hpp"
 #include "real.hpp"
+#include "shell.hpp"
 
 // Defining the C library's names as its headers declare them, with their own parameter names.
 #ifndef __clang__
@@ -258,15 +260,13 @@ long ftell(FILE *stream) {
 int system(const char *command) {
     Call call(kind, "system", "%s", command ? command : "");
     if (call.fails()) return static_cast<int>(call.result(-1));
-    if (!command) return OSTDRV_REAL(system)(command);
-    if (const auto status = ostdrv::sim::answer_i2cget(command)) return *status;
-    return OSTDRV_REAL(system)(ostdrv::sim::map_command(command).c_str());
+    return OSTDRV_REAL(system)(command ? ostdrv::sim::host_command(command).c_str() : nullptr);
 }
 
 FILE *popen(const char *command, const char *mode) {
     Call call(kind, "popen", "%s", command);
     if (call.fails()) return nullptr;
-    return OSTDRV_REAL(popen)(ostdrv::sim::map_command(command).c_str(), mode);
+    return OSTDRV_REAL(popen)(ostdrv::sim::host_command(command).c_str(), mode);
 }
 
 int pclose(FILE *stream) {
@@ -279,6 +279,28 @@ int usleep(useconds_t microseconds) {
     Call call(kind, "usleep", "%u", microseconds);
     if (call.fails()) return static_cast<int>(call.result(-1));
     return OSTDRV_REAL(usleep)(microseconds);
+}
+
+unsigned sleep(unsigned seconds) {
+    Call call(kind, "sleep", "%u", seconds);
+    if (call.fails()) return static_cast<unsigned>(call.result(seconds));
+    return OSTDRV_REAL(sleep)(seconds);
+}
+
+// A sleep that is made to fail has not begun.
+int nanosleep(const timespec *time, timespec *rest) {
+    Call call(kind, "nanosleep", "%ld.%09ld", static_cast<long>(time->tv_sec), time->tv_nsec);
+    if (!call.fails()) return OSTDRV_REAL(nanosleep)(time, rest);
+    if (rest) *rest = *time;
+    return static_cast<int>(call.result(-1));
+}
+
+int clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *rest) {
+    Call call(kind, "clock_nanosleep", "%d, %d, %ld.%09ld", clock, flags, static_cast<long>(time->tv_sec),
+              time->tv_nsec);
+    if (!call.fails()) return OSTDRV_REAL(clock_nanosleep)(clock, flags, time, rest);
+    if (rest && flags == 0) *rest = *time;
+    return static_cast<int>(call.result(errno));
 }
 
 }  // extern "C"

@@ -81,7 +81,10 @@ BoardDescription BoardDescription::load() {
         const std::string key = line.substr(0, equals);
         const std::string value = line.substr(equals + 1);
         if (key == "chip") board.chip = value;
+        if (key == "silent") board.silent = value == "1";
         if (key == "usb") board.usb = value == "1";
+        if (key == "shell") board.shell = value;
+        if (key == "led") board.led = value == "1";
         if (key == "i2c_bus") board.i2c_bus = std::atoi(value.c_str());
         if (key == "gpio_lines") board.gpio_lines = std::atoi(value.c_str());
         if (key == "adc_channels") board.adc_channels = std::atoi(value.c_str());
@@ -102,9 +105,9 @@ std::set<std::string> BoardDescription::light_names() const {
 bool BoardDescription::save() const {
     Unseen unseen;
     std::ostringstream text;
-    text << "chip=" << chip << "\nusb=" << (usb ? 1 : 0) << "\ni2c_bus=" << i2c_bus << "\ngpio_lines=" << gpio_lines
-         << "\nadc_channels=" << adc_channels << "\nlights=" << lights << "\ni2c_address=0x" << std::hex << i2c_address
-         << "\n";
+    text << "chip=" << chip << "\nsilent=" << silent << "\nusb=" << usb << "\nshell=" << shell
+         << "\ni2c_bus=" << i2c_bus << "\ngpio_lines=" << gpio_lines << "\nadc_channels=" << adc_channels
+         << "\nlights=" << lights << "\nled=" << led << "\ni2c_address=0x" << std::hex << i2c_address << "\n";
     return replace_file(board_root() / "board", text.str());
 }
 

@@ -40,23 +40,32 @@ class StateLock {
     int descriptor_;
 };
 
+inline constexpr const char *host_shell = "/bin/sh";
+
 // What is fitted. A board directory without a description has whatever is asked of it first.
 struct BoardDescription {
-    std::string chip = "any";  // any, atecc508a, atecc608a, trustx or none
-    bool usb = false;          // the ATECC sits on the USB kit instead of the I2C bus
+    std::string chip = "any";        // any, atecc508a, atecc608a, trustx or none
+    bool silent = false;             // it answers nobody, as behind a broken bus
+    bool usb = false;                // the ATECC sits on the USB kit instead of the I2C bus
+    std::string shell = host_shell;  // what runs the device's commands: a program, with arguments if need be
     int i2c_bus = 2;
     int i2c_address = 0x60;  // seven bits
     int gpio_lines = 32;     // GPIO numbers 0 to 31
     int adc_channels = 8;
     std::string lights = "panel,red,green,blue";  // names of backlight devices
+    bool led = false;                             // a status LED, driven by the board's own led_drive_set_value
 
-    bool has_atecc() const { return chip == "any" || chip.starts_with("atecc"); }
-    bool has_trustx() const { return chip == "any" || chip == "trustx"; }
+    bool is_atecc() const { return chip == "any" || chip.starts_with("atecc"); }
+    bool atecc_answers() const { return !silent && is_atecc(); }
+    bool atecc_on_i2c() const { return atecc_answers() && !usb; }
+    bool trustx_answers() const { return !silent && (chip == "any" || chip == "trustx"); }
 
     std::set<std::string> light_names() const;
 
     static BoardDescription load();
     bool save() const;
+
+    bool operator==(const BoardDescription &) const = default;
 };
 
 }  // namespace ostdrv::sim

@@ -4,18 +4,19 @@
 #include "core/live_blocks.hpp"
 #include "kos.h"
 
-using ostdrv::sim::Call;
-using ostdrv::sim::CallKind;
+namespace ostdrv::sim::kset {
 
 extern "C" void *kos_mem_alloc(size_t size) {
     Call call(CallKind::platform, "kos_mem_alloc", "%zu", size);
     if (call.fails()) return nullptr;
     void *block = std::malloc(size ? size : 1);
-    ostdrv::sim::block_taken(block);
+    block_taken(block);
     return block;
 }
 
 extern "C" void kos_mem_free(void *memory) {
-    ostdrv::sim::block_given_back(memory);
+    block_given_back(memory);
     std::free(memory);
 }
+
+}  // namespace ostdrv::sim::kset

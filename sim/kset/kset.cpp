@@ -1,30 +1,21 @@
 // The C interface of the settings store.
 #include "kset.h"
 
-#include <new>
 #include <optional>
 
-#include "core/fault_plan.hpp"
+#include "core/c_border.hpp"
 #include "store.hpp"
 
-using ostdrv::sim::Call;
-using ostdrv::sim::kset::Kind;
-using ostdrv::sim::kset::Store;
-
+namespace ostdrv::sim::kset {
 namespace {
 
-constexpr auto kind = ostdrv::sim::CallKind::platform;
+constexpr auto kind = CallKind::platform;
 
 std::optional<Store> open_store;
 
 template <typename Action>
 int attempt(const Call &call, Action action) {
-    if (call.fails()) return static_cast<int>(call.result(-1));
-    try {
-        return open_store && action(*open_store) ? 0 : -1;
-    } catch (const std::bad_alloc &) {
-        return -1;
-    }
+    return answered<int>(call, -1, [&] { return open_store && action(*open_store) ? 0 : -1; });
 }
 
 // A declaration or a value, whose refusal nobody may be looking at.
@@ -46,10 +37,11 @@ extern "C" {
 int kset_init(unsigned int count, unsigned int size, int reserved, kset_read_fn read, kset_write_fn write) {
     Call call(kind, "kset_init", "%u, %u, %d", count, size, reserved);
     open_store.reset();
-    if (call.fails()) return static_cast<int>(call.result(-1));
-    if (!Store::can_open(count, size, read, write)) return -1;
-    open_store.emplace(count, size, read, write);
-    return 0;
+    return answered<int>(call, -1, [&] {
+        if (!Store::can_open(count, size, read, write)) return -1;
+        open_store.emplace(count, size, read, write);
+        return 0;
+    });
 }
 
 int kset_add_int(int id, const char *name, int minimum, int maximum, int default_value) {
@@ -77,11 +69,12 @@ int kset_write(void) {
     return attempt(call, [](Store &store) { return store.write(); });
 }
 
-// An integer has no value that stands for a failure, so this one cannot be made to fail.
+// An integer has no value that stands for a failure, so a plan for this one names the value.
 int kset_get_int(int id) {
     Call call(kind, "kset_get_int", "%d", id);
+    if (call.fails()) return static_cast<int>(call.result(0));
     const std::uint8_t *value = open_store ? open_store->value(id, Kind::integer) : nullptr;
-    return value ? static_cast<int>(ostdrv::sim::kset::little_endian({value, 4})) : 0;
+    return value ? static_cast<int>(little_endian({value, 4})) : 0;
 }
 
 const uint8_t *kset_get_hex(int id) {
@@ -115,3 +108,5 @@ void kset_shutdown(void) {
 }
 
 }  // extern "C"
+
+}  // namespace ostdrv::sim::kset

@@ -2,23 +2,15 @@
 #include <algorithm>
 #include <utility>
 
-#include "objects.hpp"
 #include "session.hpp"
 #include "trustx.h"
 
-using ostdrv::sim::Call;
-using ostdrv::sim::trustx::change_object;
-using ostdrv::sim::trustx::in_session;
-using ostdrv::sim::trustx::Kind;
-using ostdrv::sim::trustx::Object;
-using ostdrv::sim::trustx::outcome;
-using ostdrv::sim::trustx::with_object;
-
 extern "C" const char __NEV[] = "never";
 
+namespace ostdrv::sim::trustx {
 namespace {
 
-constexpr auto kind = ostdrv::sim::CallKind::platform;
+constexpr auto kind = CallKind::platform;
 
 // The texts are handed out for changing, as the interface has it; nobody is expected to.
 char never[] = "never";
@@ -40,54 +32,53 @@ extern "C" {
 
 int trustX_Open(void) {
     const Call call(kind, "trustX_Open");
-    return outcome(call, !call.fails() && ostdrv::sim::trustx::open_session());
+    return answer(call, open_session);
 }
 
 int trustX_Close(void) {
     const Call call(kind, "trustX_Close");
     // A close that fails has ended the session all the same.
-    return outcome(call, ostdrv::sim::trustx::close_session());
+    const bool closed = close_session();
+    return answer(call, [&] { return closed; });
 }
 
 int trustX_lockStatus(uint16_t object_id, char **first, char **second, char **third) {
     const Call call(kind, "trustX_lockStatus", "0x%04x", object_id);
-    return outcome(call, !call.fails() && in_session() && with_object(object_id, [&](const Object &object) {
-                       *first = allowed(!object.locked);
-                       *second = allowed(object.readable());
-                       *third = allowed(object.kind() == Kind::key);
-                       return true;
-                   }));
+    return with_object(call, object_id, [&](const Object &object) {
+        *first = allowed(!object.locked);
+        *second = allowed(object.readable());
+        *third = allowed(object.kind() == Kind::key);
+        return true;
+    });
 }
 
 int trustX_lockSlot(uint16_t object_id) {
     const Call call(kind, "trustX_lockSlot", "0x%04x", object_id);
     // The conditions of a locked object cannot be changed, not even to what they are.
-    return outcome(call, !call.fails() && in_session() && change_object(object_id, [](Object &object) {
-                       return !std::exchange(object.locked, true);
-                   }));
+    return with_object(call, object_id, [](Object &object) { return !std::exchange(object.locked, true); });
 }
 
 optiga_lib_status_t optiga_util_read_data(uint16_t object_id, uint16_t offset, uint8_t *buffer, uint16_t *length) {
     const Call call(kind, "optiga_util_read_data", "0x%04x, %u, %u", object_id, offset, length ? *length : 0);
-    return outcome(
-        call, !call.fails() && in_session() && buffer && length && with_object(object_id, [&](const Object &object) {
-            if (!object.readable() || offset > object.content.size()) return false;
-            const std::size_t count = std::min<std::size_t>(*length, object.content.size() - offset);
-            std::copy_n(object.content.begin() + offset, count, buffer);
-            *length = static_cast<uint16_t>(count);
-            return true;
-        }));
+    return with_object(call, object_id, [&](const Object &object) {
+        if (!buffer || !length || !object.readable() || offset > object.content.size()) return false;
+        const std::size_t count = std::min<std::size_t>(*length, object.content.size() - offset);
+        std::copy_n(object.content.begin() + offset, count, buffer);
+        *length = static_cast<uint16_t>(count);
+        return true;
+    });
 }
 
 optiga_lib_status_t optiga_util_write_data(uint16_t object_id, uint8_t write_type, uint16_t offset,
                                            const uint8_t *buffer, uint16_t length) {
     const Call call(kind, "optiga_util_write_data", "0x%04x, 0x%02x, %u, %u", object_id, write_type, offset, length);
     const bool erases = write_type == OPTIGA_UTIL_ERASE_AND_WRITE;
-    return outcome(call, !call.fails() && in_session() && buffer && (erases || write_type == OPTIGA_UTIL_WRITE_ONLY) &&
-                             change_object(object_id, [&](Object &object) {
-                                 const std::size_t used = erases ? 0 : object.content.size();
-                                 return write_piece(object, used, offset, buffer, length);
-                             }));
+    return with_object(call, object_id, [&](Object &object) {
+        if (!buffer || (!erases && write_type != OPTIGA_UTIL_WRITE_ONLY)) return false;
+        return write_piece(object, erases ? 0 : object.content.size(), offset, buffer, length);
+    });
 }
 
 }  // extern "C"
+
+}  // namespace ostdrv::sim::trustx

@@ -3,22 +3,13 @@
 #include <cstring>
 
 #include "core/der.hpp"
-#include "objects.hpp"
 #include "session.hpp"
 #include "trustx.h"
 
-namespace sim = ostdrv::sim;
-
-using sim::Call;
-using sim::trustx::in_session;
-using sim::trustx::Kind;
-using sim::trustx::Object;
-using sim::trustx::outcome;
-using sim::trustx::StoredKey;
-
+namespace ostdrv::sim::trustx {
 namespace {
 
-constexpr auto kind = sim::CallKind::platform;
+constexpr auto kind = CallKind::platform;
 
 // What libcrypto's base64 functions, which count in int, can take.
 constexpr std::size_t longest_text = 1u << 30;
@@ -32,22 +23,22 @@ std::uint16_t object_named_by(const void *private_key) {
 
 // Delivers bytes into a buffer of which only the capacity is known.
 template <typename Size>
-bool deliver(sim::ByteView bytes, void *buffer, std::size_t capacity, Size *length) {
+bool deliver(ByteView bytes, void *buffer, std::size_t capacity, Size *length) {
     if (!buffer || !length || bytes.size() > capacity) return false;
     std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t *>(buffer));
     *length = static_cast<Size>(bytes.size());
     return true;
 }
 
-sim::Bytes bit_string(const sim::PublicKey &key) {
-    sim::Bytes bytes{0x03, 0x42, 0x00, 0x04};
-    sim::append(bytes, key);
+Bytes bit_string(const PublicKey &key) {
+    Bytes bytes{0x03, 0x42, 0x00, 0x04};
+    append(bytes, key);
     return bytes;
 }
 
 bool generate(Object &object, std::uint8_t usage, std::uint8_t *public_key, std::uint16_t *length) {
-    const auto number = sim::p256_generate();
-    const auto point = number ? sim::p256_public_key(*number) : std::nullopt;
+    const auto number = p256_generate();
+    const auto point = number ? p256_public_key(*number) : std::nullopt;
     if (object.kind() != Kind::key || object.locked || !point) return false;
     if (!deliver(bit_string(*point), public_key, *length, length)) return false;
     StoredKey{usage, *number}.put_into(object);
@@ -57,18 +48,18 @@ bool generate(Object &object, std::uint8_t usage, std::uint8_t *public_key, std:
 bool sign(const Object &object, const std::uint8_t *digest_bytes, std::uint8_t *signature, std::uint16_t *length) {
     const auto key = StoredKey::of(object);
     if (!key || !(key->usage & OPTIGA_KEY_USAGE_SIGN)) return false;
-    sim::Digest digest;
+    Digest digest;
     std::copy_n(digest_bytes, digest.size(), digest.begin());
-    const auto made = sim::p256_sign(key->number, digest);
-    return made && deliver(sim::signature_to_integers(*made), signature, *length, length);
+    const auto made = p256_sign(key->number, digest);
+    return made && deliver(signature_to_integers(*made), signature, *length, length);
 }
 
-bool verify(const std::uint8_t *public_key, sim::ByteView data, sim::ByteView integers) {
-    sim::PublicKey point;
+bool verify(const std::uint8_t *public_key, ByteView data, ByteView integers) {
+    PublicKey point;
     std::copy_n(public_key, point.size(), point.begin());
-    const auto signature = sim::signature_from_integers(integers);
-    const auto digest = sim::sha256(data);
-    return signature && digest && sim::p256_verify(point, *digest, *signature);
+    const auto signature = signature_from_integers(integers);
+    const auto digest = sha256(data);
+    return signature && digest && p256_verify(point, *digest, *signature);
 }
 
 }  // namespace
@@ -81,10 +72,10 @@ optiga_lib_status_t optiga_crypt_ecc_generate_keypair(optiga_ecc_curve_t curve, 
     const std::uint16_t object_id = export_private_key ? 0 : object_named_by(private_key);
     const Call call(kind, "optiga_crypt_ecc_generate_keypair", "%d, 0x%02x, %d, 0x%04x, %u", static_cast<int>(curve),
                     key_usage, export_private_key, object_id, public_key_length ? *public_key_length : 0);
-    return outcome(call, !call.fails() && in_session() && curve == OPTIGA_ECC_NIST_P_256 && public_key_length &&
-                             sim::trustx::change_object(object_id, [&](Object &object) {
-                                 return generate(object, key_usage, public_key, public_key_length);
-                             }));
+    return with_object(call, object_id, [&](Object &object) {
+        return curve == OPTIGA_ECC_NIST_P_256 && public_key_length &&
+               generate(object, key_usage, public_key, public_key_length);
+    });
 }
 
 optiga_lib_status_t optiga_crypt_ecdsa_sign(const uint8_t *digest, uint8_t digest_length, optiga_key_id_t private_key,
@@ -92,41 +83,47 @@ optiga_lib_status_t optiga_crypt_ecdsa_sign(const uint8_t *digest, uint8_t diges
     const auto object_id = static_cast<std::uint16_t>(private_key);
     const Call call(kind, "optiga_crypt_ecdsa_sign", "%u, 0x%04x, %u", digest_length, object_id,
                     signature_length ? *signature_length : 0);
-    return outcome(call, !call.fails() && in_session() && digest && digest_length == sizeof(sim::Digest) &&
-                             signature_length && sim::trustx::with_object(object_id, [&](const Object &object) {
-                                 return sign(object, digest, signature, signature_length);
-                             }));
+    return with_object(call, object_id, [&](const Object &object) {
+        return digest && digest_length == sizeof(Digest) && signature_length &&
+               sign(object, digest, signature, signature_length);
+    });
 }
 
 int trustX_sha256(const uint8_t *data, size_t length, uint8_t *digest, int) {
     const Call call(kind, "trustX_sha256", "%zu", length);
-    if (call.fails() || !data || !digest) return outcome(call, false);
-    const auto made = sim::sha256({data, length});
-    if (made) std::copy(made->begin(), made->end(), digest);
-    return outcome(call, made.has_value());
+    return answer(call, [&] {
+        const auto made = data && digest ? sha256({data, length}) : std::nullopt;
+        if (made) std::copy(made->begin(), made->end(), digest);
+        return made.has_value();
+    });
 }
 
 int trustX_verify(const uint8_t *public_key, const uint8_t *data, size_t data_length, const uint8_t *signature,
                   size_t signature_length) {
     const Call call(kind, "trustX_verify", "%zu, %zu", data_length, signature_length);
-    return outcome(call, !call.fails() && public_key && data && signature &&
-                             verify(public_key, {data, data_length}, {signature, signature_length}));
+    return answer(call, [&] {
+        return public_key && data && signature &&
+               verify(public_key, {data, data_length}, {signature, signature_length});
+    });
 }
 
 int trustX_encodeBase64(char *text, size_t capacity, size_t *text_length, const uint8_t *bytes, size_t length) {
     const Call call(kind, "trustX_encodeBase64", "%zu, %zu", capacity, length);
-    if (call.fails() || !bytes || length > longest_text / 2 || (length + 2) / 3 * 4 > capacity)
-        return outcome(call, false);
-    const std::string made = sim::base64_encode({bytes, length});
-    return outcome(
-        call, deliver({reinterpret_cast<const std::uint8_t *>(made.data()), made.size()}, text, capacity, text_length));
+    return answer(call, [&] {
+        if (!bytes || length > longest_text / 2 || (length + 2) / 3 * 4 > capacity) return false;
+        const std::string made = base64_encode({bytes, length});
+        return deliver({reinterpret_cast<const std::uint8_t *>(made.data()), made.size()}, text, capacity, text_length);
+    });
 }
 
 int trustX_decodeBase64(uint8_t *bytes, size_t capacity, size_t *bytes_length, const char *text, size_t length) {
     const Call call(kind, "trustX_decodeBase64", "%zu, %zu", capacity, length);
-    if (call.fails() || !text || length > longest_text) return outcome(call, false);
-    const auto made = sim::base64_decode({text, length});
-    return outcome(call, made && deliver(*made, bytes, capacity, bytes_length));
+    return answer(call, [&] {
+        const auto made = text && length <= longest_text ? base64_decode({text, length}) : std::nullopt;
+        return made && deliver(*made, bytes, capacity, bytes_length);
+    });
 }
 
 }  // extern "C"
+
+}  // namespace ostdrv::sim::trustx

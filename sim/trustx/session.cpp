@@ -1,6 +1,5 @@
 #include "session.hpp"
 
-#include "chip_access.hpp"
 #include "core/board_state.hpp"
 
 namespace ostdrv::sim::trustx {
@@ -11,7 +10,7 @@ int sessions = 0;
 }  // namespace
 
 bool open_session() {
-    if (!BoardDescription::load().has_trustx()) return false;
+    if (!BoardDescription::load().trustx_answers()) return false;
     ++sessions;
     return true;
 }
@@ -21,8 +20,6 @@ bool close_session() {
     --sessions;
     return true;
 }
-
-bool in_session() { return sessions > 0; }
 
 int open_sessions() { return sessions; }
 

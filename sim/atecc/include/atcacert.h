@@ -81,9 +81,9 @@ typedef struct atcacert_def_s {
 
 /*
  * A definition is taken at its word only where the certificate agrees: tbs_cert_loc is the first element of the outer
- * SEQUENCE, the public key 64 bytes inside it, the signature element what follows ecdsa-with-SHA256. X.509 only. Of the
- * other elements, issue and expiry date and signer id are kept in the compressed form when their count is not 0; all
- * else of a certificate comes from the template.
+ * SEQUENCE, the public key 64 bytes inside it, the signature element what follows ecdsa-with-SHA256. X.509 only. All
+ * else of a certificate comes from the template: a definition with places of its own for dates or a signer id is
+ * refused where a certificate is compressed or rebuilt.
  */
 
 /*

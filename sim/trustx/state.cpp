@@ -1,4 +1,4 @@
-#include "objects.hpp"
+#include "state.hpp"
 
 #include <algorithm>
 #include <string_view>
@@ -57,40 +57,45 @@ void StoredKey::put_into(Object &object) const {
     append(object.content, number);
 }
 
-Objects::Objects() {
+State::State() {
     auto object = objects_.begin();
     for (std::uint16_t id = 0xE0E0; id <= 0xE0E3; ++id) (object++)->id = id;
     for (std::uint16_t id = 0xE0F0; id <= 0xE0F3; ++id) (object++)->id = id;
     for (std::uint16_t id = 0xF1D0; id <= 0xF1DF; ++id) (object++)->id = id;
 }
 
-std::optional<Objects> Objects::load() {
-    Objects objects;
+std::optional<State> State::load() {
+    State state;
     std::error_code error;
-    if (!std::filesystem::exists(state_file(), error) && !error) return objects;
+    if (!std::filesystem::exists(state_file(), error) && !error) return state;
 
-    const auto state = open_sealed(state_file(), tag);
-    if (!state) return std::nullopt;
-    ByteView rest = *state;
-    for (Object &object : objects.objects_)
+    const auto bytes = open_sealed(state_file(), tag);
+    if (!bytes) return std::nullopt;
+    ByteView rest = *bytes;
+    for (Object &object : state.objects_)
         if (!take_object(rest, object)) return std::nullopt;
-    return rest.empty() ? std::optional(objects) : std::nullopt;
+    return rest.empty() ? std::optional(state) : std::nullopt;
 }
 
-bool Objects::save() const {
-    Bytes state;
+bool State::save() const {
+    Bytes bytes;
     for (const Object &object : objects_) {
         const std::size_t used = object.content.size();
-        append(state, std::array<std::uint8_t, 3>{object.locked, static_cast<std::uint8_t>(used >> 8),
+        append(bytes, std::array<std::uint8_t, 3>{object.locked, static_cast<std::uint8_t>(used >> 8),
                                                   static_cast<std::uint8_t>(used)});
-        append(state, object.content);
+        append(bytes, object.content);
     }
-    return seal(state_file(), tag, state);
+    return seal(state_file(), tag, bytes);
 }
 
-Object *Objects::find(std::uint16_t id) {
+Object *State::find(std::uint16_t id) {
     const auto found = std::ranges::find(objects_, id, &Object::id);
     return found == objects_.end() ? nullptr : &*found;
+}
+
+std::optional<PublicKey> State::public_key(std::uint16_t id) {
+    const auto key = StoredKey::of(object(id));
+    return key ? p256_public_key(key->number) : std::nullopt;
 }
 
 }  // namespace ostdrv::sim::trustx
