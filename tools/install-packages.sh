@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing.
 #
-#   tools/install-packages.sh build|clang|analysis|coverage|aarch64|fuzz...
+#   tools/install-packages.sh demo|build|clang|analysis|coverage|aarch64|fuzz|board...
 set -euo pipefail
 
 packages_for() {
     case $1 in
+        demo) echo g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libssl-dev openssl zlib1g-dev diffutils ;;
         build)
-            echo g++ cmake ninja-build pkg-config libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev \
-                libssl-dev openssl zlib1g-dev procps
+            packages_for demo
+            # Besides these the tests run: nm and readelf, script, xargs, pgrep.
+            echo pkg-config libgtest-dev libbenchmark-dev binutils bsdutils findutils procps
             ;;
         clang) echo clang ;;
         fuzz) echo clang libclang-rt-dev ;;
-        analysis) echo clang-format clang-tidy cppcheck ;;
+        analysis) echo git clang-format clang-tidy cppcheck ;;
         coverage) echo gcovr ;;
         aarch64)
             echo g++-aarch64-linux-gnu qemu-user libstdc++6:arm64 zlib1g:arm64 libssl-dev:arm64 libgtest-dev:arm64
             ;;
+        board) echo qemu-system-arm device-tree-compiler cpio util-linux xz-utils ;;
         *)
             echo "$0: no job is called \"$1\"" >&2
             exit 2

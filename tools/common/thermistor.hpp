@@ -2,16 +2,16 @@
 #ifndef OSTDRV_TOOLS_THERMISTOR_HPP
 #define OSTDRV_TOOLS_THERMISTOR_HPP
 
-#include "program.hpp"
+#include "command.hpp"
 
 namespace ostdrv::tool {
 
 template <typename Thermistor>
-void add_thermistor(CLI::App &command, Thermistor &thermistor) {
-    add_number(command, "--r-nominal", thermistor.r_nominal, "Resistance at 25 degrees, in ohms, else 10000", 1);
-    add_number(command, "--beta", thermistor.beta, "Beta constant, in kelvin, else 3950", 1);
-    add_number(command, "--r-series", thermistor.r_series, "Resistor in the upper leg, in ohms, else 10000", 1);
-    add_number(command, "--full-scale", thermistor.full_scale, "Sample at full scale, else 4096", 1);
+void add_thermistor(Command &command, Thermistor &thermistor) {
+    command.add_number("--r-nominal", thermistor.r_nominal, "Resistance at 25 degrees, in ohms, else 10000", 1);
+    command.add_number("--beta", thermistor.beta, "Beta constant, in kelvin, else 3950", 1);
+    command.add_number("--r-series", thermistor.r_series, "Resistor in the upper leg, in ohms, else 10000", 1);
+    command.add_number("--full-scale", thermistor.full_scale, "Sample at full scale, else 4096", 1);
 }
 
 }  // namespace ostdrv::tool

@@ -8,21 +8,22 @@
 #include <string>
 #include <vector>
 
-#include "program.hpp"
+#include "core/board_state.hpp"
+#include "error.hpp"
 
 namespace ostdrv::tool {
 namespace {
 
 namespace fs = std::filesystem;
 
-// Installed, the library lies where CMake's install directories put it; in the build tree where it was built.
-fs::path board_library() {
+// Installed, a library lies where CMake's install directories put it; in the build tree where it was built.
+fs::path board_library(const std::string &name) {
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
     for (const char *place : {OSTDRV_BOARD_BESIDE_BUILT, OSTDRV_BOARD_BESIDE_INSTALLED}) {
-        fs::path library = (here / place).lexically_normal();
+        fs::path library = (here / place / name).lexically_normal();
         if (fs::exists(library)) return library;
     }
-    throw Failure("libostdrv-board.so is not where it was installed, seen from " + here.string());
+    throw Failure(name + " is not where it was installed, seen from " + here.string());
 }
 
 // A sanitizer must be loaded before everything else, the board included.
@@ -33,7 +34,8 @@ std::vector<fs::path> preloaded_libraries() {
         throw Failure("this build's sanitizer run-time library cannot be preloaded");
     libraries.emplace_back(OSTDRV_SANITIZER_RUNTIME);
 #endif
-    libraries.push_back(board_library());
+    libraries.push_back(board_library("libostdrv-board.so"));
+    if (sim::BoardDescription::load().led) libraries.push_back(board_library("libostdrv-board-led.so"));
     return libraries;
 }
 

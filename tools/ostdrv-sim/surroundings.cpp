@@ -1,8 +1,9 @@
 #include "surroundings.hpp"
 
+#include <cstdio>
+
 #include "attributes.hpp"
 #include "gpio_class.hpp"
-#include "program.hpp"
 #include "thermistor.hpp"
 
 namespace ostdrv::tool {
@@ -10,71 +11,72 @@ namespace {
 
 struct Options {
     int line = 0, channel = 0, raw = 0;
-    bool high = false;
+    std::size_t level = 0;
     double celsius = 0;
     sim::Thermistor thermistor;
     std::string path, value;
 } options;
 
-void add_line(CLI::App &app, const BoardOptions &board) {
-    CLI::App &command = subcommand(app, "line", "Drive a GPIO line from outside");
-    add_number(command, "LINE", options.line, "Its number", 0)->required();
-    const std::map<std::string, bool> levels{{"high", true}, {"low", false}};
-    command.add_option("LEVEL", options.high, "high or low")
-        ->required()
-        ->transform(CLI::CheckedTransformer(levels).description(""));
-    command.callback([&board] {
+void add_line(Command &program, const BoardOptions &board) {
+    Command &command = program.add_command("line", "Drive a GPIO line from outside");
+    command.add_number("LINE", options.line, "Its number", 0).required();
+    command.add_choice("LEVEL", options.level, {"low", "high"}, "Where to").required();
+    command.examples({"ostdrv-sim --root board line 3 high"});
+    command.action([&board] {
         open_board(board);
-        if (!sim::drive_line(options.line, options.high)) throw Failure("the board has no such line");
+        if (!sim::drive_line(options.line, options.level == 1)) throw Failure("the board has no such line");
     });
 }
 
-void add_adc(CLI::App &app, const BoardOptions &board) {
-    CLI::App &command = subcommand(app, "adc", "Set what an ADC channel samples");
-    add_number(command, "CHANNEL", options.channel, "Its number", 0)->required();
-    CLI::Option *const raw = add_number(command, "RAW", options.raw, "The sample");
-    CLI::Option *const celsius =
-        command.add_option("--celsius", options.celsius, "The sample of a thermistor at this temperature")
-            ->type_name("DEGREES")
-            ->excludes(raw);
+void add_adc(Command &program, const BoardOptions &board) {
+    Command &command = program.add_command("adc", "Set what an ADC channel samples");
+    command.add_number("CHANNEL", options.channel, "Its number", 0).required();
+    Option &raw = command.add_number("RAW", options.raw, "The sample");
+    Option &celsius = command.add_real("--celsius", options.celsius, "The sample of a thermistor at this temperature")
+                          .form("DEGREES");
+    command.require_either(raw, celsius);
     add_thermistor(command, options.thermistor);
-    command.callback([&board, raw, celsius] {
-        if (raw->count() + celsius->count() != 1) throw BadUsage("give either RAW or --celsius");
+    command.examples({"ostdrv-sim --root board adc 3 --celsius 36.6"});
+    command.action([&board, &raw] {
         open_board(board);
-        const bool set = raw->count() > 0
-                             ? sim::set_adc(options.channel, options.raw)
-                             : sim::set_adc_temperature(options.channel, options.thermistor, options.celsius);
+        const bool set = raw.given() ? sim::set_adc(options.channel, options.raw)
+                                     : sim::set_adc_temperature(options.channel, options.thermistor, options.celsius);
         if (!set) throw Failure("the board has no such channel");
     });
 }
 
-void add_temperature(CLI::App &app, const BoardOptions &board) {
-    CLI::App &command = subcommand(app, "temperature", "Set /sys/class/thermal/thermal_zone0/temp");
-    command.add_option("DEGREES", options.celsius, "Degrees Celsius")->required();
-    command.callback([&board] {
+void add_temperature(Command &program, const BoardOptions &board) {
+    Command &command = program.add_command("temperature", "Set /sys/class/thermal/thermal_zone0/temp");
+    command.add_real("DEGREES", options.celsius, "Degrees Celsius").required();
+    command.examples({"ostdrv-sim --root board temperature 45.5"});
+    command.action([&board] {
         open_board(board);
         if (!sim::set_temperature(options.celsius)) throw system_failure("cannot set the temperature");
     });
 }
 
-void add_attribute(CLI::App &app, const BoardOptions &board) {
-    CLI::App &command = subcommand(app, "attribute", "Replace the value of any attribute of the board");
-    command.add_option("PATH", options.path, "Its path on the device")->required();
-    command.add_option("VALUE", options.value, "Its value")->required();
-    command.callback([&board] {
+void add_attribute(Command &program, const BoardOptions &board) {
+    Command &command = program.add_command("attribute", "Print or replace the value of any attribute of the board");
+    command.add_text("PATH", options.path, "Its path on the device").required();
+    Option &value = command.add_text("VALUE", options.value, "Its value").may_be_empty();
+    command.examples({"ostdrv-sim --root board attribute /sys/class/backlight/red/brightness 255"});
+    command.action([&board, &value] {
         open_board(board);
-        if (!sim::set_attribute(options.path, options.value))
+        const auto current = sim::attribute(options.path);
+        if (current && !value.given())
+            std::puts(current->c_str());
+        else if (!current || !sim::set_attribute(options.path, options.value))
             throw Failure(options.path + " is not one of the board's");
     });
 }
 
 }  // namespace
 
-void add_surroundings(CLI::App &app, const BoardOptions &board) {
-    add_line(app, board);
-    add_adc(app, board);
-    add_temperature(app, board);
-    add_attribute(app, board);
+void add_surroundings(Command &program, const BoardOptions &board) {
+    add_line(program, board);
+    add_adc(program, board);
+    add_temperature(program, board);
+    add_attribute(program, board);
 }
 
 }  // namespace ostdrv::tool

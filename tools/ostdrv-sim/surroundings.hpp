@@ -2,14 +2,13 @@
 #ifndef OSTDRV_TOOLS_SURROUNDINGS_HPP
 #define OSTDRV_TOOLS_SURROUNDINGS_HPP
 
-#include <CLI/CLI.hpp>
-
+#include "command.hpp"
 #include "setup.hpp"
 
 namespace ostdrv::tool {
 
 // The options are the board's; they must outlive the parsing.
-void add_surroundings(CLI::App &app, const BoardOptions &board);
+void add_surroundings(Command &program, const BoardOptions &board);
 
 }  // namespace ostdrv::tool
 

@@ -1,18 +1,17 @@
-// What the tool does beside the secure element: reading an authority's key, digests of files, and signature and key
-// formats that other programs understand.
+// What the tool does beside the secure element: digests of files, and signature and key formats that other programs
+// understand.
 #ifndef OSTDRV_TOOLS_CRYPTO_HPP
 #define OSTDRV_TOOLS_CRYPTO_HPP
 
-#include "command.hpp"
+#include <string>
+
+#include "bytes.hpp"
 
 namespace ostdrv::tool {
 
-// The 64-byte P-256 public key in a file: a certificate or a public key, PEM or DER.
-Bytes read_public_key(const std::string &path);
-
 std::string public_key_pem(const Bytes &point);
 
-Bytes sha256(const Bytes &data);
+Bytes sha256_of_file(const std::string &path);
 
 // Between r, s of 32 bytes each and a DER ECDSA-Sig-Value.
 Bytes signature_to_der(const Bytes &signature);

@@ -2,22 +2,22 @@
 #ifndef OSTDRV_TOOLS_FAMILIES_HPP
 #define OSTDRV_TOOLS_FAMILIES_HPP
 
-#include <CLI/CLI.hpp>
+#include "command.hpp"
 
 namespace ostdrv::tool {
 
-void add_info(CLI::App &app);
-void add_provision(CLI::App &app);
-void add_key(CLI::App &app);
-void add_serial(CLI::App &app);
-void add_csr(CLI::App &app);
-void add_cert(CLI::App &app);
-void add_slot(CLI::App &app);
-void add_eeprom(CLI::App &app);
-void add_gpio(CLI::App &app);
-void add_analog(CLI::App &app);
-void add_lights(CLI::App &app);
-void add_attr(CLI::App &app);
+void add_info(Command &program);
+void add_provision(Command &program);
+void add_key(Command &program);
+void add_serial(Command &program);
+void add_csr(Command &program);
+void add_cert(Command &program);
+void add_slot(Command &program);
+void add_eeprom(Command &program);
+void add_gpio(Command &program);
+void add_analog(Command &program);
+void add_lights(Command &program);
+void add_attr(Command &program);
 
 }  // namespace ostdrv::tool
 

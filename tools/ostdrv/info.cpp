@@ -1,55 +1,15 @@
 // ostdrv info: what is fitted and how far its provisioning has come.
 #include <ostdrv.h>
 
-#include <iostream>
-
 #include "chip.hpp"
 #include "families.hpp"
+#include "output.hpp"
 
 namespace ostdrv::tool {
 namespace {
 
-bool zone_locked(int (*query)(std::uint8_t *), const std::string &zone) {
-    std::uint8_t locked = 0;
-    require(query(&locked), "read the lock of the " + zone);
-    return locked != 0;
-}
-
-const char *model_name() {
-    const int type = tpm_get_type();
-    return type == 0 ? "ATECC508A" : type == 1 ? "ATECC608A" : "unknown";
-}
-
-std::string interface_name() {
-    if (!g_atca_iface_cfg) return "none";
-    if (g_atca_iface_cfg->iface_type == ATCA_HID_IFACE) return "USB kit";
-    char text[64];
-    std::snprintf(text, sizeof text, "I2C bus %u, address 0x%02X", g_atca_iface_cfg->atcai2c.bus,
-                  g_atca_iface_cfg->atcai2c.slave_address >> 1);
-    return text;
-}
-
-Json atecc_slots() {
-    Json slots = Json::array();
-    for (unsigned slot = 0; slot < static_cast<unsigned>(tpm_slot_count()); ++slot)
-        slots.push_back({{"slot", slot}, {"locked", is_locked(Chip::atecc, slot)}});
-    return slots;
-}
-
-Json trustx_objects() {
-    Json objects = Json::array();
-    for (const tpm_trustx_slot &slot : trustx_slots) {
-        Json object = {{"object", slot_name(Chip::trustx, slot.object_id).substr(sizeof "object")},
-                       {"kind", slot.flag ? "certificate" : "private key"},
-                       {"locked", is_locked(Chip::trustx, slot.object_id)}};
-        if (slot.flag) object["length"] = read_slot(Chip::trustx, slot.object_id).size();
-        objects.push_back(object);
-    }
-    return objects;
-}
-
-// A chip that is not provisioned yet does not give its slots away.
-Json if_readable(auto read) {
+// Nothing where the chip does not give it away: one that is not provisioned, or that fails.
+Value if_readable(auto read) {
     try {
         return read();
     } catch (const Failure &) {
@@ -57,74 +17,155 @@ Json if_readable(auto read) {
     }
 }
 
-Json describe(Chip chip) {
-    Json info;
-    if (chip == Chip::trustx) {
-        info["chip"] = "Trust X";
-    } else {
-        info["chip"] = "ATECC";
-        info["model"] = model_name();
-        info["interface"] = interface_name();
-        info["config_locked"] = zone_locked(tpm_is_config_locked, "configuration zone");
-        info["data_locked"] = zone_locked(tpm_is_data_locked, "data zone");
+Value zone_locked(int (*query)(std::uint8_t *)) {
+    std::uint8_t locked = 0;
+    if (query(&locked) != TPM_OK) return nullptr;
+    return locked != 0;
+}
+
+const char *model_name() {
+    const int type = tpm_get_type();
+    return type == TPM_MODEL_ATECC508A ? "ATECC508A" : type == TPM_MODEL_ATECC608A ? "ATECC608A" : "unknown";
+}
+
+Value locked(Chip chip, unsigned slot) {
+    return if_readable([=] { return is_locked(chip, slot); });
+}
+
+std::vector<Record> atecc_slots() {
+    std::vector<Record> slots;
+    for (unsigned slot = 0; slot < atecc::slot_count; ++slot)
+        slots.push_back({{"slot", slot}, {"locked", locked(Chip::atecc, slot)}});
+    return slots;
+}
+
+std::vector<Record> trustx_objects() {
+    std::vector<Record> objects;
+    for (const tpm_trustx_slot &slot : trustx_slots) {
+        Record object = {{"object", object_name(slot.object_id)},
+                         {"kind", slot.flag ? "certificate" : "private key"},
+                         {"locked", locked(Chip::trustx, slot.object_id)}};
+        if (slot.flag)
+            object.push_back({"length", if_readable([&] { return read_slot(Chip::trustx, slot.object_id).size(); })});
+        objects.push_back(object);
     }
-    info["layout_version"] = if_readable([] { return layout_version(); });
-    info["serial_number"] = if_readable([] { return printable(serial_number()); });
-    if (chip == Chip::trustx)
-        info["objects"] = trustx_objects();
-    else
-        info["slots"] = atecc_slots();
+    return objects;
+}
+
+Value stored_serial_number() {
+    const std::optional<Bytes> serial = serial_number();
+    if (!serial) return nullptr;
+    return printable(*serial);
+}
+
+Value stored_layout() {
+    if (!serial_number()) return nullptr;
+    return layout_version();
+}
+
+Record describe(const Fitted &fitted) {
+    const bool is_trustx = fitted.chip == Chip::trustx;
+    Record info = {
+        {"chip", is_trustx ? "Trust X" : "ATECC"}, {"answers", fitted.answers}, {"decided_by", fitted.decided_by}};
+    const auto add = [&info](const char *name, Value value) { info.push_back({name, std::move(value)}); };
+    if (!fitted.place.empty()) add("interface", fitted.place);
+    if (!fitted.answers) return info;
+    if (!is_trustx) {
+        add("model", model_name());
+        add("config_locked", zone_locked(tpm_is_config_locked));
+        add("data_locked", zone_locked(tpm_is_data_locked));
+    }
+    add("layout_version", if_readable(stored_layout));
+    add("serial_number", if_readable(stored_serial_number));
+    is_trustx ? add("objects", trustx_objects()) : add("slots", atecc_slots());
     return info;
 }
 
-std::string shown(const Json &value) {
-    if (value.is_null()) return "cannot be read";
-    if (value.is_boolean()) return value.get<bool>() ? "locked" : "open";
-    return value.is_string() ? value.get<std::string>() : value.dump();
+// ---- As text
+
+const Value *find(const Record &record, std::string_view name) {
+    for (const Field &field : record)
+        if (field.name == name) return &field.value;
+    return nullptr;
 }
 
-void print_row(const std::string &name, const std::string &text) {
-    std::cout << name << std::string(name.size() < 18 ? 18 - name.size() : 1, ' ') << text << "\n";
+std::string shown(const Value *value, const char *nothing = "cannot be read") {
+    if (const auto *truth = std::get_if<bool>(value)) return *truth ? "locked" : "open";
+    if (const auto *number = std::get_if<std::int64_t>(value)) return std::to_string(*number);
+    if (const auto *text = std::get_if<std::string>(value)) return *text;
+    return nothing;
 }
 
-std::string locked_slots(const Json &slots) {
-    std::string numbers;
-    for (const Json &slot : slots)
-        if (slot["locked"].get<bool>()) numbers += (numbers.empty() ? "" : " ") + slot["slot"].dump();
-    return numbers.empty() ? "none" : numbers;
+std::string row(const std::string &name, const std::string &text) {
+    return name + std::string(name.size() < 18 ? 18 - name.size() : 1, ' ') + text + "\n";
 }
 
-std::string object_text(const Json &object) {
-    std::string text = shown(object["locked"]) + ", " + shown(object["kind"]);
-    if (!object.contains("length")) return text;
-    return text + (object["length"] == 0 ? ", empty" : " of " + object["length"].dump() + " bytes");
+std::string locked_slots(const std::vector<Record> &slots) {
+    Words numbers;
+    for (const Record &slot : slots)
+        if (shown(find(slot, "locked")) == "locked") numbers.push_back(shown(find(slot, "slot")));
+    return numbers.empty() ? "none" : joined(numbers, " ");
 }
 
-void print_text(const Json &info) {
-    static constexpr std::pair<const char *, const char *> rows[] = {{"chip", "chip"},
-                                                                     {"model", "model"},
-                                                                     {"interface", "interface"},
-                                                                     {"config_locked", "configuration"},
-                                                                     {"data_locked", "data zone"},
-                                                                     {"layout_version", "layout version"},
-                                                                     {"serial_number", "serial number"}};
-    for (const auto &[key, name] : rows)
-        if (info.contains(key)) print_row(name, shown(info[key]));
-    if (info.contains("slots")) print_row("locked slots", locked_slots(info["slots"]));
-    for (const Json &object : info.value("objects", Json::array()))
-        print_row("object " + shown(object["object"]), object_text(object));
+std::string object_text(const Record &object) {
+    const std::string text = shown(find(object, "locked")) + ", " + shown(find(object, "kind"));
+    const Value *const length = find(object, "length");
+    if (!length) return text;
+    const std::string bytes = shown(length);
+    return text + (bytes == "0" ? ", empty" : " of " + bytes + " bytes");
+}
+
+std::string next_step(Chip chip) {
+    switch (provisioning(chip)) {
+        case Provisioning::none:
+            return "not provisioned: run 'ostdrv provision'";
+        case Provisioning::half:
+            return "half provisioned: run 'ostdrv provision' again";
+        case Provisioning::complete:
+            break;
+    }
+    return has_device_key(chip) ? "provisioned, with a device key" : "provisioned, without a device key";
+}
+
+std::string as_text(const Record &info, const Fitted &fitted) {
+    std::string text = row("chip", shown(find(info, "chip")) + (fitted.answers ? "" : ", which does not answer")) +
+                       row("decided by", fitted.decided_by);
+    const auto add = [&](const char *key, const char *name, const char *nothing = "cannot be read") {
+        if (const Value *const value = find(info, key)) text += row(name, shown(value, nothing));
+    };
+    add("interface", "interface");
+    add("model", "model");
+    add("config_locked", "configuration");
+    add("data_locked", "data zone");
+    if (fitted.answers) text += row("state", next_step(fitted.chip));
+    add("serial_number", "serial number", "none yet");
+    add("layout_version", "layout version", "none yet");
+    if (const Value *const slots = find(info, "slots"))
+        text += row("locked slots", locked_slots(std::get<std::vector<Record>>(*slots)));
+    if (const Value *const objects = find(info, "objects"))
+        for (const Record &object : std::get<std::vector<Record>>(*objects))
+            text += row("object " + shown(find(object, "object")), object_text(object));
+    text.pop_back();
+    return text;
+}
+
+Output output;
+
+void show() {
+    const Fitted fitted = find_chip();
+    const Record info = describe(fitted);
+    output.print(info, as_text(info, fitted));
+    if (!fitted.answers) throw Failure(no_answer(fitted));
 }
 
 }  // namespace
 
-void add_info(CLI::App &app) {
-    CLI::App &command = subcommand(app, "info", "Show the secure element, its locks, layout version and serial number");
-    static bool json;
-    add_json(command, json);
-    command.callback([] {
-        const Json info = describe(connect());
-        json ? print(info) : print_text(info);
-    });
+void add_info(Command &program) {
+    Command &command =
+        program.add_command("info", "Show the secure element, its locks, layout version and serial number");
+    output.add_to(command);
+    command.examples({"ostdrv info", "ostdrv info --json"});
+    command.action(show);
 }
 
 }  // namespace ostdrv::tool

@@ -1,58 +1,53 @@
 // ostdrv key: the device's key pair and signatures.
 #include <ostdrv.h>
 
-#include <algorithm>
-#include <cctype>
-#include <iostream>
-
 #include "chip.hpp"
+#include "consent.hpp"
 #include "crypto.hpp"
 #include "families.hpp"
+#include "files.hpp"
+#include "key_files.hpp"
+#include "output.hpp"
 
 namespace ostdrv::tool {
 namespace {
 
-constexpr std::size_t digest_size = 32;
-constexpr std::size_t signature_size = 64;
+constexpr std::size_t signature_file_limit = 1024;
 
 struct Options {
     std::string file, digest, signature, key, out;
-    bool yes = false, pem = false, der = false, json = false;
+    bool pem = false, der = false;
+    Output output;
+    Consent consent;
 } options;
 
 Bytes digest() {
-    if (options.digest.empty() == options.file.empty()) throw BadUsage("give either FILE or --digest");
-    if (options.digest.empty()) return sha256(read_file(options.file));
+    if (options.digest.empty()) return sha256_of_file(options.file);
     Bytes bytes = from_hex(options.digest, "--digest");
     if (bytes.size() != digest_size) throw BadUsage("--digest is not 32 bytes, 64 hexadecimal digits");
     return bytes;
 }
 
-// Text on standard output, bytes in a file.
-void deliver(const std::string &name, const Bytes &bytes) {
+// Text on standard output, or bytes in a file.
+void deliver(const char *name, const std::string &text, const Bytes &bytes) {
     if (!options.out.empty()) write_file(options.out, bytes);
-    if (options.json)
-        print({{name, to_hex(bytes)}});
-    else if (options.out.empty())
-        std::cout << to_hex(bytes) << "\n";
+    if (options.out.empty() || options.output.json()) options.output.print({{name, text}}, text);
 }
 
 void deliver_public_key(const Bytes &point) {
-    if (!options.pem) return deliver("public_key", point);
+    if (!options.pem) return deliver("public_key", to_hex(point), point);
     const std::string pem = public_key_pem(point);
-    if (options.json)
-        print({{"public_key", pem}});
-    else if (options.out.empty())
-        std::cout << pem;
-    if (!options.out.empty()) write_file(options.out, Bytes(pem.begin(), pem.end()));
+    deliver("public_key", pem.substr(0, pem.size() - 1), bytes_of(pem));
 }
 
 void generate() {
-    const Chip chip = connect();
-    if (chip == Chip::trustx)
-        confirm(options.yes, "This replaces the device key, if there is one.");
-    else if (!is_locked(chip, 0))
-        confirm(options.yes, "This makes the device key and locks it for good.");
+    const Chip chip = connect_provisioned();
+    const bool is_new = chip == Chip::trustx || !is_locked(chip, atecc::device_key_slot);
+    const char *const what = chip == Chip::atecc ? "This makes the device key and locks it for good."
+                             : has_device_key(chip)
+                                 ? "This replaces the device key, which is lost for good."
+                                 : "This makes the device key; if there is one, it is lost for good.";
+    if (is_new && !options.consent.agreed(what)) return;
     std::uint8_t made[23 + 68];
     require(tpm_genkey(made, 68), "make the device key");
     deliver_public_key(device_public_key(chip));
@@ -60,19 +55,19 @@ void generate() {
 
 void sign() {
     const Bytes message_digest = digest();
-    if (connect() == Chip::trustx)
+    const Chip chip = connect_provisioned();
+    if (chip == Chip::trustx)
         throw Failure("a Trust X signs requests only ('ostdrv csr'): the library has no other signature by it");
+    require_device_key(chip);
     Bytes signature(signature_size);
     require(tpm_sign_atecc(message_digest.data(), signature.data()), "sign");
-    deliver("signature", options.der ? signature_to_der(signature) : signature);
+    if (options.der) signature = signature_to_der(signature);
+    deliver("signature", to_hex(signature), signature);
 }
 
 // 64 bytes or DER, as they are or as hexadecimal text.
 Bytes read_signature(const std::string &path) {
-    Bytes file = read_file(path);
-    const bool text = std::all_of(file.begin(), file.end(), [](int c) { return std::isxdigit(c) || std::isspace(c); });
-    if (text && file.size() != signature_size)
-        file = from_hex({reinterpret_cast<char *>(file.data()), file.size()}, path);
+    const Bytes file = binary_of(read_file(path, signature_file_limit), signature_size);
     return file.size() == signature_size ? file : signature_from_der(file);
 }
 
@@ -88,60 +83,60 @@ void verify() {
     const Bytes message_digest = digest();
     const Bytes signature = read_signature(options.signature);
     const Bytes given = options.key.empty() ? Bytes() : read_public_key(options.key);
-    const Chip chip = connect();
+    const Chip chip = connect_provisioned();
     const bool verified = matches(chip, message_digest, signature, given.empty() ? device_public_key(chip) : given);
-    if (options.json) print({{"verified", verified}});
-    if (!verified) throw NotVerified("the signature does not match");
-    if (!options.json) std::cout << "verified\n";
+    options.output.print_verdict(verified, "verified", "the signature does not match");
 }
 
-void add_digest(CLI::App &command) {
-    command.add_option("FILE", options.file, "What is signed; its SHA-256 is taken");
-    command.add_option("--digest", options.digest, "The SHA-256 itself")->type_name("HEX");
+void add_digest(Command &command) {
+    Option &file = command.add_file("FILE", options.file, "What is signed; its SHA-256 is taken");
+    Option &digest = command.add_text("--digest", options.digest, "The SHA-256 itself").form("HEX");
+    command.require_either(file, digest);
 }
 
-void add_output(CLI::App &command, const std::string &description) {
-    command.add_option("-o,--out", options.out, description)->type_name("FILE");
-    add_json(command, options.json);
+void add_output(Command &command, const std::string &description) {
+    command.add_file("-o,--out", options.out, description);
+    options.output.add_to(command);
 }
 
-void add_public_key_output(CLI::App &command) {
+void add_public_key_output(Command &command) {
     command.add_flag("--pem", options.pem, "PEM instead of the 64 bytes X and Y in hexadecimal");
     add_output(command, "Write the 64 bytes, or the PEM, to a file instead");
 }
 
 }  // namespace
 
-void add_key(CLI::App &app) {
-    CLI::App &group = command_group(app, "key", "The device's key pair and signatures");
+void add_key(Command &program) {
+    Command &group = program.add_command("key", "The device's key pair and signatures");
 
-    CLI::App &generate_command =
-        subcommand(group, "generate", "Make the device key, on an ATECC once for all, and print its public half");
-    add_yes(generate_command, options.yes);
+    Command &generate_command =
+        group.add_command("generate", "Make the device key, on an ATECC once for all, and print its public half");
+    options.consent.add_to(generate_command);
     add_public_key_output(generate_command);
-    generate_command.callback(generate);
+    generate_command.examples({"ostdrv key generate --pem --out device.pub"});
+    generate_command.action(generate);
 
-    CLI::App &public_command = subcommand(group, "public", "Print the device's public key");
+    Command &public_command = group.add_command("public", "Print the device's public key");
     add_public_key_output(public_command);
-    public_command.callback([] { deliver_public_key(device_public_key(connect())); });
+    public_command.examples({"ostdrv key public", "ostdrv key public --pem --out device.pub"});
+    public_command.action([] { deliver_public_key(device_public_key(connect_provisioned())); });
 
-    CLI::App &sign_command = subcommand(group, "sign", "Sign a file or digest with an ATECC's device key");
+    Command &sign_command = group.add_command("sign", "Sign a file or digest with an ATECC's device key");
     add_digest(sign_command);
     sign_command.add_flag("--der", options.der, "A DER ECDSA-Sig-Value instead of r and s, 32 bytes each");
     add_output(sign_command, "Write the bytes to a file instead of printing hexadecimal");
-    sign_command.callback(sign);
+    sign_command.examples({"ostdrv key sign firmware.bin --der --out firmware.sig"});
+    sign_command.action(sign);
 
-    CLI::App &verify_command = subcommand(group, "verify", "Check a signature over a file or digest");
+    Command &verify_command = group.add_command("verify", "Check a signature over a file or digest");
     add_digest(verify_command);
-    verify_command
-        .add_option("-s,--signature", options.signature, "The signature: r and s or DER, binary or hexadecimal")
-        ->type_name("FILE")
-        ->required();
-    verify_command
-        .add_option("-k,--key", options.key, "Public key or certificate, PEM or DER; else the device's own key")
-        ->type_name("FILE");
-    add_json(verify_command, options.json);
-    verify_command.callback(verify);
+    verify_command.add_file("-s,--signature", options.signature, "The signature: r and s or DER, binary or hexadecimal")
+        .required();
+    verify_command.add_file("-k,--key", options.key,
+                            "Public key or certificate, PEM or DER; else the device's own key");
+    options.output.add_to(verify_command);
+    verify_command.examples({"ostdrv key verify firmware.bin --signature firmware.sig --key device.pub"});
+    verify_command.action(verify);
 }
 
 }  // namespace ostdrv::tool

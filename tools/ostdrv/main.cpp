@@ -1,23 +1,22 @@
 #include "families.hpp"
-#include "program.hpp"
 
 int main(int argc, char **argv) {
     using namespace ostdrv::tool;
-    CLI::App app("Works with the hardware of this device: its secure element, sensor EEPROM, lines, inputs and lights.",
-                 "ostdrv");
-    app.require_subcommand(1);
-    app.footer("Exit status: 0 done, 1 the operation failed, 2 bad usage, 3 not verified.");
-    add_info(app);
-    add_provision(app);
-    add_key(app);
-    add_serial(app);
-    add_csr(app);
-    add_cert(app);
-    add_slot(app);
-    add_eeprom(app);
-    add_gpio(app);
-    add_analog(app);
-    add_lights(app);
-    add_attr(app);
-    return run(app, argc, argv);
+    Program program(
+        "ostdrv",
+        "Works with the hardware of this device: its secure element, sensor EEPROM, lines, inputs and lights.");
+    program.footer("Exit status: 0 done, 1 the operation failed, 2 bad usage, 3 not verified.");
+    add_info(program);
+    add_provision(program);
+    add_key(program);
+    add_serial(program);
+    add_csr(program);
+    add_cert(program);
+    add_slot(program);
+    add_eeprom(program);
+    add_gpio(program);
+    add_analog(program);
+    add_lights(program);
+    add_attr(program);
+    return program.run(argc, argv);
 }

@@ -13,9 +13,9 @@ struct Repeat {
     int count = 0;        // 0: until interrupted
 };
 
-void add_repeat(CLI::App &command, Repeat &repeat);
+void add_repeat(Command &command, Repeat &repeat);
 
-// Runs the work and flushes what it printed, as often as asked.
+// Runs the work as often as asked.
 void repeatedly(const Repeat &repeat, const std::function<void()> &work);
 
 }  // namespace ostdrv::tool
