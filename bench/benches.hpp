@@ -9,7 +9,6 @@ namespace ostdrv::bench {
 
 void compare_edge_waits(const Table &table);
 void compare_verification(const Table &table, const Device &device, bool trustx);
-void add_allocations(const Table &table, const Device &device, bool trustx);
 
 }  // namespace ostdrv::bench
 

@@ -1,4 +1,4 @@
-// What is measured on a simulated board: edges, verification, allocations.
+// What is measured on a simulated board: edges, verification.
 //
 //   board_bench atecc608a|trustx
 #include "benches.hpp"
@@ -12,7 +12,6 @@ void measure(const Table &table, const std::string &chip) {
     if (!trustx) compare_edge_waits(table);
     compare_verification(table, device, trustx);
     table.run();
-    add_allocations(table, device, trustx);
 }
 
 }  // namespace

@@ -20,7 +20,6 @@ namespace {
 
 constexpr int first_of_16 = 8;
 constexpr int timeout = 5000;
-constexpr unsigned both_edges = 2;
 
 bool sleeps(pid_t thread) {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
@@ -72,7 +71,7 @@ void compare_edge_waits(const Table &table) {
         table, "x_gpio_util_poll, simulated edge", line,
         [] {
             int level = 0;
-            return x_gpio_util_poll(line, both_edges, timeout, &level) == 0;
+            return x_gpio_util_poll(line, X_GPIO_EDGE_BOTH, timeout, &level) == 0;
         },
         [] { return wait_for_edge(timeout); });
 

@@ -44,7 +44,8 @@ class Module {
         std::fputs(std::string(256 * 1024, '\xff').c_str(), file);
         std::fclose(file);
         for (int text = 1; text <= 4; ++text)
-            std::snprintf(payload_->header[text], sizeof payload_->header[text], "%s", text == 2 ? "s5l" : "8 bytes.");
+            std::snprintf(payload_->header[text], sizeof payload_->header[text], "%s",
+                          text == 2 ? X_SENSOR_EEPROM_LAYOUT_VERSION : "8 bytes.");
         for (int slot = 0; slot < tables; ++slot) {
             x_sensor_eeprom_table &table = payload_->tables[slot];
             std::snprintf(table.name, sizeof table.name, "table%d", slot);

@@ -160,14 +160,14 @@ void add_lines(const Table &table) {
                        {"x_gpio_util_export", [] { x_gpio_util_export(line); }, [] { ask(line_directory); }},
                        {"x_gpio_util_get_direction", [] { x_gpio_util_get_direction(line, &number); },
                         [] { ask(line_directory), get(line_direction, 1); }},
-                       {"x_gpio_util_direction", [] { x_gpio_util_direction(line, 1); }, know_direction},
+                       {"x_gpio_util_direction", [] { x_gpio_util_direction(line, X_GPIO_OUTPUT); }, know_direction},
                        {"x_gpio_util_get", [] { x_gpio_util_get(line, &number); },
                         [] { ask(line_directory), get(line_value, 1); }},
                        {"x_gpio_util_set", [] { x_gpio_util_set(line, 1); },
                         [know_direction] { ask(line_directory), know_direction(), put(line_value, "1"); }},
                        {"x_gpio_util_get_edge", [] { x_gpio_util_get_edge(line, &number); },
                         [] { ask(line_directory), get(line_edge, 19); }},
-                       {"x_gpio_util_edge", [] { x_gpio_util_edge(line, 2); },
+                       {"x_gpio_util_edge", [] { x_gpio_util_edge(line, X_GPIO_EDGE_BOTH); },
                         [] { ask(line_directory), put(line_edge, "both"); }},
                        {"x_gpio_util_get_active_low", [] { x_gpio_util_get_active_low(line, &number); },
                         [] { ask(line_directory), get(line_active_low, 1); }},
@@ -180,14 +180,15 @@ void add_waits(const Table &table) {
     static int number;
     static x_gpio_poll_entry entries[16];
     attribute(line_direction, "in\n");
-    for (x_gpio_poll_entry &entry : entries) entry = {.gpio = line, .edge = 2, .value = 0, .fired = 0, .fd = -1};
+    for (x_gpio_poll_entry &entry : entries)
+        entry = {.gpio = line, .edge = X_GPIO_EDGE_BOTH, .value = 0, .fired = 0, .fd = -1};
     must(x_gpio_util_poll_multiple_setup(entries, 16) == 0, "setting lines up");
-    compare(table,
-            {
-                {"x_gpio_util_poll", [] { x_gpio_util_poll(line, 2, 1000, &number); }, [] { wait_for_edge(1000); }},
-                {"x_gpio_util_poll_multiple, 16 lines", [] { x_gpio_util_poll_multiple(entries, 16, 1000); },
-                 [] { wait_for_edge(entries, 16, 1000); }},
-            });
+    compare(table, {
+                       {"x_gpio_util_poll", [] { x_gpio_util_poll(line, X_GPIO_EDGE_BOTH, 1000, &number); },
+                        [] { wait_for_edge(1000); }},
+                       {"x_gpio_util_poll_multiple, 16 lines", [] { x_gpio_util_poll_multiple(entries, 16, 1000); },
+                        [] { wait_for_edge(entries, 16, 1000); }},
+                   });
 }
 
 void add_analog_inputs_and_lights(const Table &table) {

@@ -1,7 +1,9 @@
 // Verification of the chain beside the commands that it must give the chip, the chip's library and the system: the same
 // in the same order with the same arguments, and nothing around them.
 #include <cryptoauthlib.h>
+#include <sys/stat.h>
 #include <trustx.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -31,21 +33,27 @@ void read_slot(std::uint16_t slot, std::uint8_t *bytes) {
     atcab_read_bytes_zone(data_zone, slot, 0, bytes, size);
 }
 
+void remove_own_file(const std::string &path) {
+    struct stat status;
+    must(lstat(path.c_str(), &status) == 0 && unlink(path.c_str()) == 0, "removing a temporary file");
+}
+
 // The system's command lists the elements of the TBS up to the key.
 void list_elements(const std::uint8_t *tbs, std::size_t size) {
     const std::string input = "/tmp/der.tmp.1", output = "/tmp/asn1decode.tmp.1";
+    for (const std::string &path : {input, output}) std::remove(path.c_str());
     std::FILE *file = std::fopen(input.c_str(), "wb");
     must(file && std::fwrite(tbs, 1, size, file) == size && std::fclose(file) == 0, "writing a TBS");
     const std::string command = "/usr/bin/openssl asn1parse -in " + input + " -inform DER > " + output;
     must(std::system(command.c_str()) == 0, "openssl asn1parse");
-    std::remove(input.c_str());
+    remove_own_file(input);
 
     file = std::fopen(output.c_str(), "r");
     char line[1024];
     for (int left = -1; left != 0 && std::fgets(line, sizeof line, file); --left)
         if (std::strstr(line, "id-ecPublicKey")) left = 3;
     std::fclose(file);
-    std::remove(output.c_str());
+    remove_own_file(output);
 }
 
 bool verify_stored(const std::uint8_t *tbs, const std::uint8_t *signature, const Known &cert,

@@ -1,39 +1,22 @@
-// The world of a fuzz target: one simulated board for all inputs, kept in memory where the machine has such a place,
-// and what every input has to leave as it was.
+// The world of a fuzz target: one simulated board for all inputs, kept in memory where the machine has such a place.
 #ifndef OSTDRV_FUZZ_WORLD_HPP
 #define OSTDRV_FUZZ_WORLD_HPP
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <bitset>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
+#include <iterator>
 #include <memory>
-#include <span>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "attributes.hpp"
 #include "board.hpp"
+#include "core/crypto.hpp"
 #include "core/fault_plan.hpp"
 #include "ostdrv.h"
 #include "temporary_directory.hpp"
 
 namespace ostdrv::fuzz {
 
-using Bytes = std::vector<std::uint8_t>;
-using ByteView = std::span<const std::uint8_t>;
-
-inline std::string_view as_text(ByteView bytes) { return {reinterpret_cast<const char *>(bytes.data()), bytes.size()}; }
-
-inline bool begins_with(ByteView bytes, ByteView start) {
-    return bytes.size() >= start.size() && std::equal(start.begin(), start.end(), bytes.begin());
-}
+using sim::Bytes;
+using sim::ByteView;
 
 // Ends the process, upon which libFuzzer keeps the input.
 inline void expect(bool holds, const char *promise) {
@@ -43,69 +26,76 @@ inline void expect(bool holds, const char *promise) {
 }
 
 // Memory of exactly the size announced, so that AddressSanitizer sees the first byte beyond it, and filled, so that it
-// shows what was written.
+// shows whether something was written.
 class Output {
  public:
-    explicit Output(std::size_t size, std::uint8_t filling = 0xA5)
-        : bytes_(new std::uint8_t[size]), size_(size), filling_(filling) {
-        std::fill_n(bytes_.get(), size, filling);
+    explicit Output(std::size_t size) : bytes_(new std::uint8_t[size]), size_(size) {
+        std::fill_n(bytes_.get(), size, std::uint8_t{0xA5});
     }
     std::uint8_t *data() { return bytes_.get(); }
-    ByteView first(std::size_t count) const { return ByteView(bytes_.get(), size_).first(count); }
-    bool is_untouched(std::size_t from = 0) const {
-        return std::all_of(bytes_.get() + from, bytes_.get() + size_,
-                           [&](std::uint8_t byte) { return byte == filling_; });
-    }
+    Bytes first(std::size_t count) const { return {bytes_.get(), bytes_.get() + count}; }
+    bool is_untouched() const { return first(size_) == Bytes(size_, 0xA5); }
 
  private:
     std::unique_ptr<std::uint8_t[]> bytes_;
     std::size_t size_;
-    std::uint8_t filling_;
 };
 
-// For the duration of an input: every descriptor that it opens has to be closed at its end.
-class NothingLeftOpen {
- public:
-    NothingLeftOpen() = default;
-    ~NothingLeftOpen() { expect(open_descriptors() == before_, "no descriptor stays open"); }
-    NothingLeftOpen(const NothingLeftOpen &) = delete;
-    NothingLeftOpen &operator=(const NothingLeftOpen &) = delete;
+class World;
 
- private:
-    // Of the low ones, which are given out first. Quicker than a look into /proc/self/fd.
-    static std::bitset<32> open_descriptors() {
-        std::bitset<32> open;
-        for (std::size_t fd = 0; fd < open.size(); ++fd) open[fd] = fcntl(static_cast<int>(fd), F_GETFD) != -1;
-        return open;
-    }
-    std::bitset<32> before_ = open_descriptors();
-};
+// Each target has its own: what is fitted before the first input, and what is done with each.
+void fit(World &world);
+void try_input(const World &world, ByteView input);
+
+inline int numbers_drawn = 0;
 
 class World {
-    // TMPDIR, for whoever wants to see what is left after a finding.
-    static std::string place() {
-        if (const char *chosen = std::getenv("TMPDIR")) return chosen;
-        return std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
-    }
-
-    test::TemporaryDirectory directory_{place()};
+    test::TemporaryDirectory directory_;
 
  public:
-    sim::Board board{directory_.path() + "/board"};
+    sim::Board board{path("board")};
 
-    explicit World(const sim::BoardDescription &description) {
-        board.fit(description);
+    World() {
         // What the library prints is not looked at.
         expect(std::freopen("/dev/null", "w", stdout) != nullptr, "standard output can be thrown away");
+        fit(*this);
     }
-
     std::string path(const std::string &name) const { return directory_.path() + "/" + name; }
     std::string put(const std::string &name, ByteView bytes) const {
-        expect(sim::replace_content(path(name), as_text(bytes)), "the input can be written");
+        const std::string_view text(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+        expect(sim::replace_content(path(name), text), "the input can be written");
         return path(name);
+    }
+    // From here on the openssl command is not run any more: its first run is taken to have written the first dump, its
+    // second the second, and no room was made for them before.
+    void answer_with_dumps(std::initializer_list<ByteView> dumps) const {
+        // Each run draws a number for its input before the one for its output.
+        int number = numbers_drawn = 0;
+        for (const ByteView dump : dumps)
+            put("board/fs/tmp/asn1decode.tmp." + std::to_string(++number), dump), ++number;
+        sim::fault_plan::start();
+        for (const char *const skipped : {"remove", "system"})
+            sim::fault_plan::add({.name = skipped, .lasting = true, .has_result = true, .result = 0});
     }
 };
 
+inline std::ptrdiff_t open_descriptors() {
+    const sim::Unseen unseen;
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
 }  // namespace ostdrv::fuzz
+
+// The numbers in the names of the library's temporary files.
+extern "C" int rand() noexcept { return ostdrv::fuzz::numbers_drawn++; }
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    using namespace ostdrv::fuzz;
+    static const World world;
+    const auto before = open_descriptors();
+    try_input(world, {data, size});
+    expect(open_descriptors() == before, "no descriptor stays open");
+    return 0;
+}
 
 #endif

@@ -1,6 +1,9 @@
-// A directory of its own for a test, a bench or a fuzz target, gone at the end of the scope.
+// A directory of its own for a test, a bench or a fuzz target, gone at the end of the scope: in memory where the
+// machine has such a place, or below TMPDIR, for whoever wants to see what a crash has left.
 #ifndef OSTDRV_TESTS_TEMPORARY_DIRECTORY_HPP
 #define OSTDRV_TESTS_TEMPORARY_DIRECTORY_HPP
+
+#include <sys/statvfs.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -10,8 +13,15 @@
 namespace ostdrv::test {
 
 class TemporaryDirectory {
+    // Programs are put there too, and containers forbid to run any from /dev/shm.
+    static std::string place() {
+        if (const char *chosen = std::getenv("TMPDIR")) return chosen;
+        struct statvfs memory;
+        return statvfs("/dev/shm", &memory) == 0 && !(memory.f_flag & ST_NOEXEC) ? "/dev/shm" : "/tmp";
+    }
+
  public:
-    explicit TemporaryDirectory(const std::string &below = "/tmp") : path_(below + "/ostdrv-test.XXXXXX") {
+    TemporaryDirectory() {
         if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary directory");
     }
     ~TemporaryDirectory() {
@@ -23,7 +33,7 @@ class TemporaryDirectory {
     const std::string &path() const { return path_; }
 
  private:
-    std::string path_;
+    std::string path_ = place() + "/ostdrv-test.XXXXXX";
 };
 
 }  // namespace ostdrv::test

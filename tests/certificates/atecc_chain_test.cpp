@@ -50,11 +50,11 @@ TEST_P(AteccScheme, NoFlippedBitOfTheStoredChainIsVerified) {
                     {{8, parts_of(signer_cert).tbs_size}, {11, 72}, {12, 72}, {13, 72}, {14, 72}, {15, 12}});
     else
         held.push_back({11, 64});
-    const auto stored = sim::look_into_atecc();
+    const auto stored = inspect<AteccState>();
     for (const auto &[slot, bytes] : held)
         // A flip behind the signer runs through all of the signer first.
         for (size_t bit = 0; bit < bytes * 8; bit += slot == 8 ? 3 : 13) {
-            sim::change_atecc([&, number = slot](sim::AteccState &chip) {
+            change<AteccState>([&, number = slot](AteccState &chip) {
                 chip = stored;
                 chip.slot(number)[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
             });
@@ -76,8 +76,8 @@ TEST_P(AteccScheme, MissingArgumentsAreThree) {
 }
 
 TEST_P(AteccScheme, FilesThatAreNoCertificatesAreRefused) {
-    const auto before = sim::look_into_atecc();
-    const auto kit = sim::look_into_usb_eeprom();
+    const auto before = inspect<AteccState>();
+    const auto kit = inspect<sim::atecc::UsbKit>().eeprom;
     for (const auto save : {tpm_cert_save_signer_cert, tpm_cert_save_device_cert}) {
         EXPECT_EQ(save(nullptr), 3);
         EXPECT_EQ(save(path("missing").c_str()), 2);
@@ -85,8 +85,8 @@ TEST_P(AteccScheme, FilesThatAreNoCertificatesAreRefused) {
         EXPECT_EQ(save(put("c", pem_of(signer_cert) + std::string(1024, '\n')).c_str()), 2) << "too large";
         EXPECT_EQ(save(pem_file("c", Bytes(100, 0xFF)).c_str()), GetParam().usb ? 6 : 9) << "the kit wants other names";
     }
-    EXPECT_EQ(sim::look_into_atecc(), before);
-    EXPECT_EQ(sim::look_into_usb_eeprom(), kit);
+    EXPECT_EQ(inspect<AteccState>(), before);
+    EXPECT_EQ(inspect<sim::atecc::UsbKit>().eeprom, kit);
     EXPECT_EQ(verify(root.public_key()), (Verdict{GetParam().layout_1 ? 15 : 2, 0})) << "nothing is stored";
 }
 
@@ -105,6 +105,8 @@ TEST_F(AteccChain, TheChipAnswersAChallengeForItsOwnKeyOnly) {
     EXPECT_EQ(verified, 0);
     EXPECT_EQ(__cert_challenge(signer.public_key().data(), &verified), 0);
     EXPECT_EQ(verified, 0);
+    EXPECT_EQ(__cert_challenge(nullptr, &verified), 3);
+    EXPECT_EQ(__cert_challenge(device_key.data(), nullptr), 3);
 }
 
 }  // namespace

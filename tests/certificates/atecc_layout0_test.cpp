@@ -8,7 +8,7 @@ using Layout0 = AteccChain;
 TEST_F(Layout0, OnI2cTheNamePlaysNoPartAndTheSignersKeyIsLockedFirst) {
     EXPECT_EQ(tpm_cert_save_signer_cert(pem_file("a.pem", signer_cert).c_str()), 0);
     const PublicKey key = signer.public_key();
-    EXPECT_TRUE(std::equal(key.begin(), key.end(), sim::look_into_slot(11).begin()));
+    EXPECT_TRUE(std::equal(key.begin(), key.end(), inspect<AteccState>().content(11).begin()));
     EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_cert_lock_signer_cert(), 0); }),
               (Calls{"atcab_get_zone_size(2, 7)", "atcab_read_bytes_zone(2, 7, 0, 36)", "atcab_is_slot_locked(11)",
                      "atcab_lock_data_slot(11)", "atcab_is_slot_locked(10)", "atcab_lock_data_slot(10)"}));
@@ -22,7 +22,7 @@ class UsbKit : public Layout0 {
  protected:
     void SetUp() override { start(true); }
     static Bytes eeprom(long offset, size_t size) {
-        const auto all = sim::look_into_usb_eeprom();
+        const auto all = inspect<sim::atecc::UsbKit>().eeprom;
         return {all.begin() + offset, all.begin() + offset + static_cast<long>(size)};
     }
     static Bytes entry(size_t address, size_t length) {
@@ -45,21 +45,21 @@ TEST_F(UsbKit, CopiesAndDirectoryFollowTheFileName) {
     EXPECT_EQ(eeprom(256, signer_cert.size()), signer_cert);
 
     // The name decides the entry, the row that was called decides the slots.
-    const Bytes slot_10 = sim::look_into_slot(10);
+    const Bytes slot_10 = inspect<AteccState>().content(10);
     ASSERT_EQ(tpm_cert_save_signer_cert(pem_file("devcert.cert", signer_cert).c_str()), 0);
     EXPECT_EQ(eeprom(1280, signer_cert.size()), signer_cert);
-    EXPECT_EQ(sim::look_into_slot(10), slot_10);
+    EXPECT_EQ(inspect<AteccState>().content(10), slot_10);
     // The templates come from the EEPROM: the files are not needed any more.
     save_chain();
     std::filesystem::remove(signer_file);
     EXPECT_EQ(verify(root.public_key()), sound);
 
-    const auto chip = sim::look_into_atecc();
+    const auto chip = inspect<AteccState>();
     const auto save = [&] { return tpm_cert_save_signer_cert(pem_file("signercert.cert", device_cert).c_str()); };
     EXPECT_EQ(with_fault({.name = "atcab_eeprom_write", .nth = 2}, save), 2);
-    EXPECT_EQ(sim::look_into_atecc(), chip) << "the chip comes after the kit's EEPROM";
+    EXPECT_EQ(inspect<AteccState>(), chip) << "the chip comes after the kit's EEPROM";
     // A directory whose length is larger than any certificate's.
-    sim::change_usb_eeprom([](sim::UsbEeprom &eeprom) { eeprom[40] = eeprom[41] = 0x04; });
+    change<sim::atecc::UsbKit>([](sim::atecc::UsbKit &kit) { kit.eeprom[40] = kit.eeprom[41] = 0x04; });
     EXPECT_EQ(verify(root.public_key()), (Verdict{2, 0}));
 }
 

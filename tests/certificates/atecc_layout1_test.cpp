@@ -10,7 +10,7 @@ class Layout1 : public AteccChain {
         ASSERT_EQ(set_serial("OSTRAVEL000000042"), 0);
     }
     static void poke(unsigned slot, const Bytes &bytes) {
-        sim::change_atecc([&](sim::AteccState &chip) { std::ranges::copy(bytes, chip.slot(slot).begin()); });
+        change<AteccState>([&](AteccState &chip) { std::ranges::copy(bytes, chip.slot(slot).begin()); });
     }
     Bytes exported(int (*operation)(const char *)) {
         EXPECT_EQ(operation(path("exported.pem").c_str()), 0);
@@ -41,15 +41,20 @@ TEST_F(Layout1, WhatDoesNotFitIsRefusedBeforeTheFirstWrite) {
     no_integer[parts_of(signer_cert).integers_offset] = 0x04;
     cut.pop_back();
     ++long_integer[long_integer.size() - 32];  // s, which ends the certificate
+    // A text whose lines the listing shows as elements of their own: no to-be-signed part, and a signature at byte 60.
+    const std::string lines = "\nx\nx\n 9\n   60:d=1  hl=2 l=  71 prim: B\n";
+    Bytes no_tbs{0x0C, 0x81, 0x96};
+    no_tbs.insert(no_tbs.end(), lines.begin(), lines.end());
+    no_tbs.resize(3 + 0x96, 'x');
+    for (const std::size_t integer : {65u, 99u}) no_tbs[integer] = 0x02, no_tbs[integer + 1] = 0x20;
 
-    const auto before = sim::look_into_atecc();
+    const auto before = inspect<AteccState>();
     EXPECT_EQ(tpm_cert_save_signer_cert(pem_file("c", signer_too_long).c_str()), 17);
     EXPECT_EQ(tpm_cert_save_device_cert(pem_file("c", device_too_long).c_str()), 17);
-    for (const Bytes &bad : {no_integer, long_integer, cut}) {
-        const int status = tpm_cert_save_signer_cert(pem_file("c", bad).c_str());
-        EXPECT_TRUE(status == 2 || status == 9) << status;
-    }
-    EXPECT_EQ(sim::look_into_atecc(), before);
+    for (const auto save : {tpm_cert_save_signer_cert, tpm_cert_save_device_cert})
+        for (const auto &[bad, status] : {std::pair(no_integer, 2), {long_integer, 2}, {cut, 9}, {no_tbs, 2}})
+            EXPECT_EQ(save(pem_file("c", bad).c_str()), status);
+    EXPECT_EQ(inspect<AteccState>(), before);
 }
 
 TEST_F(Layout1, ADeviceCertificateFillsOnlyTheSlotsItNeeds) {
@@ -60,7 +65,7 @@ TEST_F(Layout1, ADeviceCertificateFillsOnlyTheSlotsItNeeds) {
               (Calls{"atcab_write_bytes_zone(2, 11, 0, 72)", "atcab_write_bytes_zone(2, 12, 0, 72)",
                      "atcab_write_bytes_zone(2, 13, 0, 72)", "atcab_write_bytes_zone(2, 14, 0, 72)",
                      "atcab_write_bytes_zone(2, 15, 0, 12)", "atcab_write_bytes_zone(2, 9, 0, 64)"}));
-    EXPECT_EQ(sim::look_into_slot(15)[12], 0xAB) << "the rest keeps what it held";
+    EXPECT_EQ(inspect<AteccState>().content(15)[12], 0xAB) << "the rest keeps what it held";
 }
 
 TEST_F(Layout1, LocksGoInOrder) {
@@ -113,6 +118,8 @@ TEST_F(Layout1, ExportsReportTheChipBeforeThePath) {
     const auto to_nowhere = [] { return tpm_cert_export_device_cert(nullptr); };
     EXPECT_EQ(to_nowhere(), 8);
     EXPECT_EQ(with_fault({.name = "atcab_read_bytes_zone", .nth = 2}, to_nowhere), 2);
+    // A slot that gives no byte, between others.
+    EXPECT_EQ(with_fault({.name = "atcab_get_zone_size", .nth = 3, .has_result = true}, to_nowhere), 5);
     const std::string file = path("out.pem");
     const auto to_file = [&] { return tpm_cert_export_signer_cert(file.c_str()); };
     EXPECT_EQ(with_fault({.name = "atcacert_encode_pem_cert"}, to_file), 15);

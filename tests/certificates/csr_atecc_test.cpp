@@ -23,6 +23,19 @@ TEST_F(AteccChain, RequestsCarrySeventeenBytesOfSerialAndTheDeviceKey) {
     EXPECT_EQ(g_csr_def.cert_sn_dev_loc.count, 17);
 }
 
+TEST_F(AteccChain, TheSerialNumberGoesWhereTheDefinitionSays) {
+    ASSERT_EQ(set_serial("OSTRAVEL000000042"), 0);
+    const std::string file = path("device.csr");
+    std::uint16_t &offset = g_csr_def.std_cert_elements[STDCERT_CERT_SN].offset;
+    for (const auto &[place, status] : {std::pair{220, 0}, {221, 2}, {65535, 2}, {25, 0}}) {
+        Bytes expected(g_csr_template, g_csr_template + sizeof g_csr_template);
+        if (status == 0) std::copy_n("OSTRAVEL000000042", 17, expected.begin() + place);
+        offset = static_cast<std::uint16_t>(place);
+        EXPECT_EQ(tpm_cert_gencsr(file.c_str()), status) << place;
+        EXPECT_TRUE(std::ranges::equal(g_csr_template, expected)) << place;
+    }
+}
+
 TEST_F(AteccChain, AFailedRequestLeavesTheFileAlone) {
     const std::string file = put("device.csr", "old");
     const auto request = [&] { return tpm_cert_gencsr(file.c_str()); };

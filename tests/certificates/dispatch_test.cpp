@@ -6,7 +6,7 @@ namespace {
 TEST_F(ProvisionedAtecc, EntryPointsForwardToTheTableOfTheStoredVersion) {
     EXPECT_EQ(g_tpm_cert_api, nullptr);
     for (const uint8_t version : {uint8_t{0}, uint8_t{2}, uint8_t{255}}) {
-        sim::change_atecc([&](sim::AteccState &chip) { chip.slot(7)[35] = version; });
+        change<AteccState>([&](AteccState &chip) { chip.slot(7)[35] = version; });
         EXPECT_EQ(tpm_cert_export_signer_cert(path("x").c_str()), 14) << "no such operation";
         EXPECT_EQ(tpm_cert_export_device_cert(path("x").c_str()), 14);
         EXPECT_EQ(g_tpm_cert_api, &tpm_cert_api_impl_0);

@@ -12,7 +12,7 @@ TEST_F(ProvisionedAtecc, TheRecordIsSerialZerosAndVersion) {
         Bytes record(size_t(len), 'S');
         record.resize(36);
         record[35] = 1;
-        EXPECT_EQ(sim::look_into_slot(7), record);
+        EXPECT_EQ(inspect<AteccState>().content(7), record);
     }
     uint8_t version = 9;
     EXPECT_EQ(tpm_cert_get_version(&version), 0);
@@ -53,9 +53,9 @@ TEST_F(TrustxWorld, TheRecordLivesInItsOwnObject) {
     Bytes record{'A', 'B', 'C'};
     record.resize(36);
     record[35] = 1;
-    EXPECT_EQ(sim::trustx::peek(0xF1D0), record);
+    EXPECT_EQ(inspect<TrustxState>().content(0xF1D0), record);
     EXPECT_EQ(tpm_cert_lock_serial_number(), 0);
-    EXPECT_EQ(sim::trustx::is_locked(0xF1D0), true);
+    EXPECT_EQ(inspect<TrustxState>().object(0xF1D0).locked, true);
     EXPECT_EQ(calls_of([] { EXPECT_EQ(__get_tpm_cert_api(), &tpm_trustx_cert_api_impl_1); }), Calls{})
         << "the version has no effect here";
 }

@@ -3,7 +3,6 @@
 namespace ostdrv::test {
 namespace {
 
-namespace chip = sim::trustx;
 constexpr std::uint16_t device_object = 0xE0E1, signer_object = 0xE0E2;
 
 class TrustxStore : public TrustxWorld {
@@ -27,11 +26,11 @@ class TrustxStore : public TrustxWorld {
         return status;
     }
     int verify_with(std::uint16_t object, const Bytes &stored) const {
-        chip::poke(object, stored);
+        change<TrustxState>([&](TrustxState &chip) { chip.object(object).content = stored; });
         return verify(root.public_key());
     }
     int verify_stored(const Bytes &stored_signer, const Bytes &stored_device) const {
-        chip::poke(signer_object, stored_signer);
+        change<TrustxState>([&](TrustxState &chip) { chip.object(signer_object).content = stored_signer; });
         return verify_with(device_object, stored_device);
     }
 };
@@ -41,8 +40,8 @@ TEST_F(TrustxStore, KeepsCertificatesWholeAndGivesThemBack) {
     EXPECT_EQ(tpm_cert_export_device_cert(path("d.out").c_str()), 8) << "nothing is stored";
     EXPECT_FALSE(exists("d.out"));
     save_chain();
-    EXPECT_EQ(chip::peek(signer_object), signer_cert);
-    EXPECT_EQ(chip::peek(device_object), device_cert);
+    EXPECT_EQ(inspect<TrustxState>().content(signer_object), signer_cert);
+    EXPECT_EQ(inspect<TrustxState>().content(device_object), device_cert);
     EXPECT_EQ(tpm_cert_export_signer_cert(path("s.out").c_str()), 0);
     EXPECT_EQ(tpm_cert_export_device_cert(path("d.out").c_str()), 0);
     EXPECT_EQ(der_of(get("s.out")), signer_cert);
@@ -55,7 +54,7 @@ TEST_F(TrustxStore, KeepsCertificatesWholeAndGivesThemBack) {
     Bytes longer = largest;
     longer.push_back(0);
     EXPECT_EQ(save_device(longer), 8) << "does not fit the reader's buffer";
-    EXPECT_EQ(chip::peek(device_object), largest);
+    EXPECT_EQ(inspect<TrustxState>().content(device_object), largest);
 }
 
 TEST_F(TrustxStore, RefusedSavesDoNotTouchTheChip) {
@@ -71,7 +70,7 @@ TEST_F(TrustxStore, RefusedSavesDoNotTouchTheChip) {
                   Calls{});
     EXPECT_EQ(tpm_cert_lock_signer_cert(), 0);
     EXPECT_EQ(save_signer(device_cert), 4);
-    EXPECT_EQ(chip::peek(signer_object), signer_cert);
+    EXPECT_EQ(inspect<TrustxState>().content(signer_object), signer_cert);
     EXPECT_EQ(save_device(signer_cert), 0) << "locked each by itself";
 }
 
@@ -80,7 +79,7 @@ TEST_F(TrustxStore, LocksTheCertificateThenItsKey) {
     const auto locks = [](int (*lock)()) { return calls_starting("trustX_lockSlot", [&] { EXPECT_EQ(lock(), 0); }); };
     EXPECT_EQ(locks(tpm_cert_lock_device_cert), (Calls{"trustX_lockSlot(0xe0e1)", "trustX_lockSlot(0xe0f1)"}));
     EXPECT_EQ(locks(tpm_cert_lock_device_cert), Calls()) << "nothing is locked twice";
-    chip::set_locked(signer_object, true);
+    change<TrustxState>([](TrustxState &chip) { chip.object(signer_object).locked = true; });
     EXPECT_EQ(locks(tpm_cert_lock_signer_cert), Calls{"trustX_lockSlot(0xe0f2)"});
     std::uint8_t public_key[91];
     EXPECT_EQ(tpm_genkey(public_key, 68), 2) << "the device's key stays";
@@ -162,9 +161,13 @@ TEST_F(TrustxStore, NoLengthInACertificateIsBelievedBeyondWhatIsStored) {
         stored[header + 3] = static_cast<std::uint8_t>(length);
         expect_refused_before_the_chip(stored);
     }
-    Bytes far_algorithm = signer_cert;
-    far_algorithm[parts.tbs_offset + parts.tbs_size + 1] = 0xff;
-    expect_refused_before_the_chip(far_algorithm);
+    // An algorithm that ends behind the certificate, with it, and where its signature's headers have no room.
+    const std::size_t algorithm = parts.tbs_offset + parts.tbs_size, room = signer_cert.size() - algorithm - 2;
+    for (const std::size_t length : {std::size_t{0xff}, room, room - 4}) {
+        Bytes far_algorithm = signer_cert;
+        far_algorithm[algorithm + 1] = static_cast<std::uint8_t>(length);
+        expect_refused_before_the_chip(far_algorithm);
+    }
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-"$CMAKE" -S "$(dirname "$0")/project" -B "$work/build" -DCMAKE_PREFIX_PATH="$PREFIX" -DCMAKE_C_COMPILER="$CC" \
+"$CMAKE" -S "$(dirname "$0")/project" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$PREFIX" -DCMAKE_C_COMPILER="$CC" \
     ${TOOLCHAIN:+-DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"} >"$work/log" || { cat "$work/log"; exit 1; }
 "$CMAKE" --build "$work/build"
 : >"$work/attribute"

@@ -30,5 +30,5 @@ diff "$work/listed" "$work/exported" || { echo "<: in src/ostdrv.map, >: exporte
 diff "$work/declared" "$work/listed" || { echo "<: in ostdrv.h, >: in src/ostdrv.map"; exit 1; }
 
 "$NM" -D --defined-only "$LIBDIR/libostdrv.so" | sed -n 's/.* [TW] \([a-z_0-9]*\).*/\1/p' | while read -r name; do
-    grep -qw "$name" "$SOURCE/tests/sweep/scenarios.cpp" || { echo "the sweep does not call $name"; exit 1; }
+    grep -qw "$name" "$SOURCE/tests/sweep/sweep_test.cpp" || { echo "the sweep does not call $name"; exit 1; }
 done

@@ -24,18 +24,33 @@ expect() {
 at_terminal() { printf '%s\n' "$1" | script -qec "'$sim' --root \"$board\" -- '$tool' ${*:2}" /dev/null; }
 
 # The launcher
-expect 0 "root: $PWD/$board.*chip: atecc608a.*bus:  i2c" launcher
-expect 0 'bus:  usb' launcher --usb
-expect 0 'bus:  usb' launcher
+expect 1 'there is no board in .*--new or --chip makes one' launcher
+expect 0 "root: $PWD/$board.*chip: atecc608a.*bus:  i2c" launcher --new
+expect 0 '"chip": "atecc608a",.*"silent": false,.*"marker": null' launcher --json
+expect 2 'not for a command' launcher --json -- true
+expect 1 'there is a board in .* already' launcher --new
+expect 1 "no board in .*, did you mean 'board of: a 'test''" "$sim" --root 'board of a test' -- true
+expect 1 'holds other files' "$sim" --root / --chip trustx
+expect 0 'bus:  usb.*dash, where &> is & and >: the USB kit is never chosen' launcher --usb --shell dash
+expect 1 'no ATECC at I2C bus 2, address 0x60' ostdrv info
+expect 1 'no shell nosuch' launcher --shell nosuch
+expect 0 'bus:  usb.*bash, where &> is a redirection' launcher --shell bash
 expect 0 'USB kit' ostdrv info
-expect 0 'bus:  i2c' launcher --i2c
+expect 0 'answers nobody.*bus:  i2c.*marker: none' launcher --i2c --silent --marker none
+ostdrv info > missed 2>&1
+expect 0 'chip: atecc608a.bus.*marker: trustx' launcher --answering
+expect 1 'no Trust X; the marker /mnt/settings/trustx decided' ostdrv info
+expect 0 'ATECC608A' launcher --marker none -- "$tool" info
+expect 0 'marker: atecc' launcher
 expect 0 '^fail-from:3$' launcher --fail-from 3 -- printenv OSTDRV_SIM_FAULT
 expect 7 '' launcher -- sh -c 'exit 7'
 expect 127 'nonesuch: No such file' launcher -- nonesuch
 expect 126 'Permission denied' launcher -- /etc
-expect 1 'status' launcher --fail 1 -- "$tool" serial get
+expect 1 'not provisioned' launcher --fail 1 -- "$tool" serial get
 expect 137 '' launcher --kill 3 -- "$tool" serial get
-for wrong in '--fail 0' '--fail 1 --kill 1' '--chip tpm' '--chip trustx --usb' 'command' '--'; do
+expect 2 "no command 'lnie', did you mean 'line'" launcher lnie 3 high
+expect 2 '--root: the value is empty' "$sim" --root ''
+for wrong in '--fail 0' '--fail 1 --kill 1' '--chip tpm' '--chip trustx --usb' '--marker none --marker atecc' 'command' '--' '--new=1' '--usb --i2c'; do
     expect 2 '' launcher $wrong
 done
 expect 0 'OSTDRV' env OSTDRV_SIM_ROOT="$board" HOME=/nonexistent "$sim" -- sh -c 'echo OSTDRV; test -e /proc/device-tree/tpm-i2c-bus'
@@ -43,7 +58,7 @@ expect 0 'OSTDRV' env OSTDRV_SIM_ROOT="$board" HOME=/nonexistent "$sim" -- sh -c
 # Help, version, bad usage
 for command in '' info provision key 'key sign' serial 'serial set' csr cert 'cert save' slot 'slot write'; do
     expect 0 'Usage: ' "$tool" $command --help
-    expect 0 '^ostdrv [0-9]+\.[0-9]+\.[0-9]+$' "$tool" $command -v
+    expect 0 '^ostdrv [0-9]+\.[0-9]+\.[0-9]+ \(sim\)$' "$tool" $command -v
 done
 for wrong in '' key 'key explode' 'serial set' 'csr' 'cert save signer' 'cert save root x' 'cert verify' 'slot read' \
     'slot read -1' 'slot read 0x10000' 'slot read 16' 'slot read 9 --length 0' 'slot write 9' 'slot write 9 --hex 1' \
@@ -52,9 +67,26 @@ for wrong in '' key 'key explode' 'serial set' 'csr' 'cert save signer' 'cert sa
     expect 2 '' ostdrv $wrong
 done
 
+for words in "key sgin:no command 'sgin', did you mean 'sign'" "info --jsno:no option '--jsno', did you mean '--json'" \
+    "--json info:it goes behind 'ostdrv info'" 'key:a command is missing: generate' 'info x:one argument too many' \
+    'csr:FILE is missing' 'key sign --digest:--digest wants a value' 'info --json=3:--json takes no value' \
+    'key sign --digest= --json:--digest: the value is empty' 'csr -- -a -b:-b. is one argument too many' \
+    'key sign a -o b -o c:--out is given twice' 'cert verify --ca x --signer y:--signer is given without --device' \
+    "cert save signr x:CERTIFICATE: 'signr' is none of signer, device, did you mean 'signer'"; do
+    expect 2 "${words#*:}" ostdrv ${words%%:*}
+done
+for named in 'slot read 9 --out' 'key sign' 'key verify a -s' 'key verify a -s b -k' 'csr' 'cert save signer' 'attr read' \
+    'cert verify --ca' 'provision --config' 'eeprom load' 'eeprom load f --table t --out' 'eeprom check f --from'; do
+    expect 2 'the value is empty' ostdrv $named ''
+done
+
 # An ATECC, from blank
 expect 0 '"config_locked": false.*"layout_version": null' ostdrv info --json
 expect 2 'say --yes' ostdrv provision
+for command in 'serial get' 'serial lock' 'key public' 'slot read 9' 'csr request'; do
+    expect 1 "not provisioned[:,] run 'ostdrv provision'" ostdrv $command
+done
+expect 0 'the built-in configuration and locks .*Dry run: nothing was changed' ostdrv provision --dry-run --yes
 expect 0 'nothing was done' at_terminal n provision '; true'
 expect 1 'not a configuration' ostdrv provision --yes --config /etc/passwd
 expect 0 'configuration +open' ostdrv info
@@ -69,10 +101,44 @@ expect 0 'configuration +open' ostdrv info
     printf '3c00%.0s' {1..15}
 } > image.hex
 printf "$(tr -d ' \n' < image.hex | sed 's/../\\x&/g')" > image.bin
+patch() { { head -c $1 image.bin; printf "\x$2"; tail -c +$(($1 + 2)) image.bin; } > patched.bin; }  # OFFSET BYTE
+for wrong in '96 3c:slot 0 is not for a private P-256 key' '20 0f:private P-256' '21 0f:no key can be made' '20 8e:cannot sign' \
+    '96 31:public half' '96 13:cannot be locked' '88 fe:locked before it has a key' '18 55:byte 18 is nothing' \
+    '16 d4:moves to I2C address 0x6A, and .* at 0x60' '16 00:0x00 is no I2C address' '13 c0:from another model'; do
+    patch ${wrong%%:*}
+    expect 1 "can never work: .*${wrong#*:}.*; --force" ostdrv provision -y --config patched.bin
+    expect 0 "warning: .*${wrong#*:}.*Dry run" ostdrv provision --dry-run --force --config patched.bin
+done
+expect 0 'configuration +open.*state +not provisioned' ostdrv info
+
+# The data zone cannot be locked: half the way.
+for ((n = 20; n < 99; ++n)); do
+    "$sim" --root half --chip atecc608a --fail $n -- "$tool" provision -y 2> /dev/null
+    [[ $("$sim" --root half -- "$tool" info 2> /dev/null) != *'half provisioned'* ]] || break
+    rm -r half
+done
+patch 22 00
+half() { "$sim" --root half -- "$tool" provision "$@"; }
+expect 1 'another configuration \(byte 22\); --force' half -y --config patched.bin
+expect 0 'data zone for good; the configuration zone is locked already' half --dry-run
+expect 0 '^$' half -y
+expect 0 'already locked, nothing changed' half
+
 expect 0 '^$' ostdrv provision -y --config image.bin
-expect 0 '^$' ostdrv provision -y --config image.hex
-expect 0 'configuration +locked.*data zone +locked.*locked slots +none' ostdrv info
-expect 0 '^$' ostdrv serial set ABC
+expect 0 'already locked, nothing changed' ostdrv provision --config image.hex
+expect 0 'already locked, nothing changed' ostdrv provision
+expect 1 'another configuration \(byte 22\), nothing changed' ostdrv provision -y --force --config patched.bin
+expect 0 'configuration +locked.*data zone +locked.*serial number +none yet.*locked slots +none' ostdrv info
+for command in 'serial get' 'serial lock -y' 'csr request'; do
+    expect 1 "no serial number yet: 'ostdrv serial set'" ostdrv $command
+done
+expect 1 'slot 0 holds nothing' ostdrv slot lock 0 -y
+expect 0 '^$' ostdrv serial set OSTRAVEL000000042
+for command in 'csr request' 'key public' 'key sign image.bin'; do
+    expect 1 "no device key yet: 'ostdrv key generate'" ostdrv $command
+done
+expect 0 "18 characters, .* 'OSTRAVEL000000042'" ostdrv serial set OSTRAVEL0000000427
+expect 0 '3 characters, .* 14 zero bytes' ostdrv serial set ABC
 expect 1 'status 12' ostdrv serial set "$(printf '%035d' 0)"
 expect 0 '^ABC$' ostdrv serial get
 expect 0 '"serial_number": "ABC".*"hex": "414243".*"layout_version": 1' ostdrv serial get --json
@@ -84,6 +150,21 @@ expect 0 '^$' ostdrv key public --out point
 expect 0 '^$' ostdrv key public --pem --out key.pem
 same() { [[ $1 == "$2" ]]; }
 expect 0 '' same "$(ostdrv key public)" "$(od -An -v -tx1 point | tr -d ' \n')"
+
+# Files: what cannot be read or written says so, and leaves nothing behind
+expect 1 'No space left' ostdrv key public --out /dev/full
+expect 1 'cannot write standard output: No space left' bash -c '"$@" > /dev/full' - "$sim" --root "$board" -- "$tool" info
+head -c 65536 /dev/zero | tr '\0' '\377' > eeprom
+seq 1000 > table
+expect 0 '^[0-9a-f]{32}$' ostdrv eeprom store eeprom --sensor S --lens L --sn 1 --table t=table
+expect 0 'Saving data to EEPROM.*[0-9a-f]{32}$' ostdrv eeprom store eeprom --sensor S --lens L --sn 1 --table t=table --verbose
+expect 1 'cannot write loaded/t.bin: File too large' \
+    bash -c 'trap "" XFSZ; ulimit -f 1; "$0" eeprom load eeprom --table t --out loaded' "$tool"
+expect 0 '' test ! -e loaded
+expect 1 'configuration|too long' timeout 10 "$sim" --root "$board" -- "$tool" provision --yes --config /dev/zero
+expect 1 'it has no end' ostdrv key sign /dev/zero
+expect 1 '\.: Is a directory' ostdrv cert verify --ca .
+expect 2 'standard input can be read for one file only' ostdrv key verify - -s -
 
 echo message > message
 digest=$(sha256sum message | cut -d ' ' -f 1)
@@ -98,9 +179,15 @@ done
 expect 3 'does not match' ostdrv key verify key.pem -s raw
 expect 3 '"verified": false' ostdrv key verify key.pem -s raw --json
 expect 1 'neither' ostdrv key verify message -s message
-expect 1 'neither' ostdrv key verify message -s raw -k message
+expect 1 'message is neither PEM nor DER, neither' ostdrv key verify message -s raw -k message
+expect 0 'verified' ostdrv key verify message -s raw -k point
+expect 0 'verified' bash -c '"$@" < message' - "$sim" --root "$board" -- "$tool" key verify - -s raw -k point
+openssl ecparam -name prime256v1 -genkey -noout -out private.pem
+openssl req -x509 -key private.pem -subj /CN=x -outform DER | LC_ALL=C sed 's/\xce\x3d\x02\x01/\xce\x3d\x02\x7f/' > odd.der
+expect 1 'odd.der holds a key of an unknown kind' ostdrv cert verify --ca odd.der
+expect 1 'private.pem holds "EC PRIVATE KEY"' ostdrv cert verify --ca private.pem
 openssl ecparam -name secp384r1 -genkey -noout | openssl ec -pubout -out p384.pem 2> /dev/null
-expect 1 'not a P-256 key' ostdrv cert verify --ca p384.pem
+expect 1 'secp384r1 key, which is not a P-256 key' ostdrv cert verify --ca p384.pem
 expect 1 'cannot open' ostdrv cert verify --ca nonesuch
 
 expect 0 '^$' ostdrv slot write 9 --hex '01 02:03'
@@ -111,27 +198,43 @@ expect 0 '^72$' stat -c %s slot.bin
 expect 0 '^$' ostdrv slot write 10 slot.bin
 expect 1 '73 bytes do not fit into slot 9, which takes 72' ostdrv slot write 9 --hex "$(printf '00%.0s' {1..73})"
 expect 2 'say --yes' ostdrv slot lock 9
+expect 0 'locks slot 9 for good.*Dry run' ostdrv slot lock 9 --yes --dry-run
+expect 1 'slot 8 holds nothing' ostdrv slot lock 8 --yes
 expect 0 '^$' ostdrv slot lock 9 --yes
+expect 0 'locked already, nothing changed' ostdrv slot lock 9
 expect 1 'cannot write slot 9: the slot is locked \(status 4\)' ostdrv slot write 9 --hex 00
-expect 0 '^$' ostdrv csr request
+expect 0 '14 zero bytes' ostdrv csr request
 expect 0 'CERTIFICATE REQUEST' ostdrv csr /dev/stdout
-expect 1 'status 8' ostdrv csr /nonesuch/request
-expect 1 'cannot write standard output' bash -c '"$@" > /dev/full' - "$sim" --root "$board" -- "$tool" info
-for command in 'serial lock' 'cert lock signer' 'cert lock device'; do expect 2 'say --yes' ostdrv $command; done
+expect 1 '/nonesuch/request: No such file' ostdrv csr /nonesuch/request
+expect 2 'say --yes' ostdrv serial lock
 expect 0 '' ostdrv slot write 7 --hex 414243
 expect 0 '' ostdrv slot write 7 --hex "$(printf '00%.0s' {1..36})"
 expect 2 '--signer and --device' ostdrv cert verify --ca key.pem
+expect 1 'are stored in layout 0: they could not be read any more; --force' ostdrv serial set OSTRAVEL000000042
 expect 1 'status 14' ostdrv cert export signer exported
 
 # What a board keeps, and what it gets anew
-expect 0 'locked slots +0 9' launcher --chip atecc608a -- "$tool" info
+expect 0 'warning: .*layout 0' ostdrv serial set --force OSTRAVEL000000042
+expect 0 "'OSTRAVEL000000042' and certificate layout 1 for good" ostdrv serial lock --dry-run
+expect 0 '^$' ostdrv serial lock --yes
+expect 0 'locked already, nothing changed' ostdrv serial lock
+expect 1 "locked: it stays 'OSTRAVEL000000042'" ostdrv serial set OTHER
+expect 0 'locked slots +0 7 9' launcher --chip atecc608a -- "$tool" info
 expect 0 'ATECC508A.*configuration +open' launcher --chip atecc508a -- "$tool" info
 expect 0 '' ostdrv provision -y
 expect 0 'ATECC508A.*configuration +open' launcher --reset -- "$tool" info
-expect 1 'cannot read' launcher --chip none -- "$tool" slot read 9
+tried='no chip answers: no Trust X'
+expect 1 "$tried, and no ATECC either; a probe of I2C bus 2, address 0x60" launcher --chip none -- "$tool" slot read 9
+expect 1 "which does not answer.*$tried; the marker /mnt/settings/trustx" ostdrv info
+launcher -- touch /mnt/settings/atecc
+expect 1 'no ATECC at I2C bus 2, address 0x60; the marker /mnt/settings/atecc' ostdrv serial get
 
 # A Trust X
 expect 0 'object 0xE0E1 +open, certificate, empty' launcher --chip trustx -- "$tool" info
+expect 1 'Trust X, which comes provisioned' ostdrv provision --yes
+expect 1 'object 0xE0F1 holds nothing' ostdrv slot lock 0xE0F1 --yes
+expect 1 'cannot be told whether object 0xE0F2 holds anything; --force' ostdrv slot lock 0xE0F2 --yes
+expect 0 'warning: it cannot be told' ostdrv slot lock 0xE0F2 --yes --force
 expect 2 'say --yes' ostdrv key generate
 expect 0 '"public_key": "[0-9a-f]{128}"' ostdrv key generate --yes --json
 expect 1 'Trust X signs requests only' ostdrv key sign message

@@ -6,6 +6,7 @@ root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
 sim="$1 --root $root/board"
 ostdrv="$sim -- $2"
+$sim --new >"$root/made"
 
 expect() {  # EXPECTED COMMAND...
     expected=$1
@@ -13,20 +14,36 @@ expect() {  # EXPECTED COMMAND...
     actual=$("$@" 2>&1) || actual="$actual, status $?"
     [ "$actual" = "$(printf "$expected")" ] || { echo "$*: $actual, not $expected"; exit 1; }
 }
+full() { "$@" >/dev/full; }
 wait_for() {  # TEXT FILE
     until grep -q "$1" "$2"; do sleep 0.05; done
 }
 
 expect '7=0\n8=0' $ostdrv gpio get 7 8
 expect '' $ostdrv gpio set 7=1 8=0
-expect '{\n  "7": "1"\n}' $ostdrv gpio get 7 --json
+expect '{"line":7,"value":1}' $ostdrv gpio get 7 --json
 expect '7=out\n9=in' $ostdrv gpio direction 7 9
 expect '9=none' $ostdrv gpio edge 9
 expect '9=rising' $ostdrv gpio edge 9=rising 9
 expect '9=1' $ostdrv gpio active-low 9=1 9
 expect '9=1\n9=1' $ostdrv gpio get 9 --watch 1 --count 2
-expect 'ostdrv: cannot read the value of line 99, status 1' $ostdrv gpio get 99
-for wrong in "set 7" "get 7=1" "watch 1:up" "direction 7=sideways" "watch $(seq -s ' ' 17)"; do
+expect 'ostdrv: cannot read the value of line 99: the board has no such line (Invalid argument), status 1' \
+    $ostdrv gpio get 99
+expect "ostdrv: cannot read the value of line 7: there is no /sys/class/gpio; is this the device? \
+'ostdrv-sim -- COMMAND' plays one, status 1" "$2" gpio get 7
+expect 'ostdrv: cannot set the edge of line 7: Input/output error; it is an output, status 1' $ostdrv gpio edge 7=rising
+expect '7=0' $ostdrv gpio toggle 7
+expect "ostdrv: line 9 is an input; 'gpio set' makes it an output and drives it, status 1" $ostdrv gpio toggle 7 9
+expect 'ostdrv: line 7 is an output, and a watch makes it an input; --force does it all the same, status 1' \
+    $ostdrv gpio watch 7 --timeout 0
+expect '7: direction=out value=0 edge=none active_low=0\n8: direction=out value=0 edge=none active_low=0
+9: direction=in value=1 edge=rising active_low=1' $ostdrv gpio list
+$ostdrv gpio watch 8 --timeout 0 --force 2>/dev/null
+expect '' $ostdrv gpio unexport 7 9
+expect 'ostdrv: line 7 is not exported, status 1' $ostdrv gpio unexport 8 7
+expect '{"line":8,"direction":"in","value":0,"edge":"both","active_low":0}' $ostdrv gpio list --json
+expect 'ostdrv: cannot write standard output: No space left on device, status 1' full $ostdrv gpio get 7
+for wrong in "set 7" "set 7=" "get 7=1" "watch 1:up" "watch 1 1" "direction 7=sideways" "watch $(seq -s ' ' 17)"; do
     $ostdrv gpio $wrong 2>/dev/null && exit 1
     [ $? = 2 ] || { echo "gpio $wrong is not refused"; exit 1; }
 done
@@ -40,7 +57,8 @@ $sim line 3 high && wait_for 3=1 "$root/edges"
 $sim line 3 low && $sim line 4 high && wait_for 4=1 "$root/edges"
 $sim line 4 low
 wait $watching
-expect '3=1\n4=1\n4=0' cat "$root/edges"
+expect '3=1 rising\n4=1 rising\n4=0 falling' cut -d ' ' -f 2- "$root/edges"
+[ "$(grep -c "^20..-..-..T..:..:..[.]......Z " "$root/edges")" = 3 ]
 expect 'ostdrv: saw 0 of 1 edges before the timeout, status 1' $ostdrv gpio watch 3 --count 1 --timeout 0
 expect '' $ostdrv gpio watch 3 --timeout 0
 
@@ -58,7 +76,19 @@ $sim adc 3 --celsius 60 --full-scale 65536
 expect '60.00\n60.00' $ostdrv temp --ntc 3 --full-scale 65536 --watch 1 --count 2
 $sim temperature 45.5
 expect '45.50' $ostdrv temp --sysfs /sys/class/thermal/thermal_zone0/temp
-expect 'ostdrv: cannot sample channel 8, status 1' $ostdrv adc 8
+adc=/var/tmp/adc/in_voltage
+expect "ostdrv: cannot sample channel 8: cannot open ${adc}8_raw: No such file or directory, status 1" $ostdrv adc 8
+for end in "0 end" "4096 end" "5000 outside"; do
+    $sim adc 4 ${end% *}
+    $ostdrv temp --ntc 4 2>&1 | grep -q "the sample of channel 4 lies.*${end#* }.* the scale of 0 to 4096"
+done
+$sim attribute ${adc}4_raw noise
+expect "ostdrv: cannot sample channel 4: ${adc}4_raw holds no number, status 1" $ostdrv adc 4
+"$2" adc 4 2>&1 | grep -q 'there is no /var/tmp/adc, is this the device'
+for text in "noise:holds no number" ":is empty" "99999999999:holds a number that is too large" "-273151:is below abs"; do
+    printf %s "${text%%:*}" >"$root/degrees"
+    $ostdrv temp --sysfs "$root/degrees" 2>&1 | grep -q "${text#*:}"
+done
 
 expect '' $ostdrv pwm panel 50
 expect '50' $ostdrv pwm panel
@@ -66,10 +96,26 @@ expect '128' $ostdrv attr read /sys/class/backlight/panel/brightness
 expect '' $ostdrv attr write /sys/class/backlight/panel/brightness 7
 expect '{\n  "name": "panel",\n  "percent": 3\n}' $ostdrv pwm panel --json
 expect 'yes' $ostdrv attr contains /sys/class/gpio/gpio4/edge both
-expect 'no' $ostdrv attr contains /sys/class/gpio/gpio4/edge bot
+expect 'ostdrv: /sys/class/gpio/gpio4/edge does not contain the word bot, status 3' \
+    $ostdrv attr contains /sys/class/gpio/gpio4/edge bot
+seq 9999 >"$root/long"
+expect "$(seq 9999)" $ostdrv attr read "$root/long"
+expect "ostdrv: $root/long has 48888 bytes, of which the library searches 256, status 1" \
+    $ostdrv attr contains "$root/long" 1
+expect 'ostdrv: cannot write /proc/version: Input/output error, status 1' $ostdrv attr write /proc/version x
+expect 'ostdrv: cannot open /nosuch: No such file or directory, status 1' $ostdrv attr read /nosuch
+expect "ostdrv: cannot read light panle: there is no /sys/class/backlight/panle; there are blue, green, panel, red, \
+did you mean 'panel'?, status 1" $ostdrv pwm panle
+for wrong in "attr write $root/long ''" "attr contains $root/long 'a b'" "pwm ../panel" "pwm panel 101" "led pink 1"; do
+    eval "$ostdrv $wrong" 2>/dev/null && exit 1
+    [ $? = 2 ] || { echo "$wrong is not refused"; exit 1; }
+done
 $sim attribute /sys/class/backlight/red/brightness 255
 expect '100' $ostdrv pwm red
-expect 'ostdrv: this colour of the status LED is not driven here, status 1' $ostdrv led blue 50
+$ostdrv led blue 50 2>&1 | grep -q 'no driver of one is loaded.*LD_PRELOAD=LIBRARY ostdrv led'
+$sim --led -- "$2" led blue 50
+expect 127 $sim attribute /sys/class/leds/blue/brightness
+$sim | grep -qx 'led: red 0, green 0, blue 127'
 
 "$4" >"$root/shell"
 for line in 'exit 3:   exit status 3' 'output:   kernel' 'cat:      exit status 1' 'started:  yes' 'ended:    yes'; do

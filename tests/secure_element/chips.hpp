@@ -5,11 +5,18 @@
 #include <string>
 #include <vector>
 
-#include "atecc/chip_access.hpp"
-#include "trustx/chip_access.hpp"
+#include "atecc/state.hpp"
+#include "atecc/usb_kit.hpp"
+#include "core/chip_access.hpp"
+#include "trustx/session.hpp"
 #include "world.hpp"
 
 namespace ostdrv::test {
+
+using AteccState = sim::atecc::State;
+using TrustxState = sim::trustx::State;
+using sim::change;
+using sim::inspect;
 
 using Calls = std::vector<std::string>;
 

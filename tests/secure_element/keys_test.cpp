@@ -60,8 +60,8 @@ TEST_F(Trustx, EveryKeyIsNewAndItsPublicHalfIsStored) {
                      "optiga_util_write_data(0xf1d6, 0x40, 0, 91)", "trustX_Close()"}));
     EXPECT_EQ(std::memcmp(first, prefix, sizeof prefix), 0);
     EXPECT_EQ(first[91], 0xEE);
-    EXPECT_EQ(sim::trustx::peek(0xF1D6), sim::Bytes(first, first + 91));
-    EXPECT_EQ(std::memcmp(sim::trustx::public_key(0xE0F1).value().data(), first + 27, 64), 0);
+    EXPECT_EQ(inspect<TrustxState>().content(0xF1D6), sim::Bytes(first, first + 91));
+    EXPECT_EQ(std::memcmp(inspect<TrustxState>().public_key(0xE0F1).value().data(), first + 27, 64), 0);
 
     EXPECT_EQ(tpm_genkey(second, 68), 0);
     EXPECT_NE(std::memcmp(first, second, 91), 0);

@@ -35,7 +35,7 @@ TEST_P(Provisioning, ABlankChipGetsTheImageOfItsModel) {
     EXPECT_EQ(tpm_config_data[68], is_508a ? 0xFF : 0x77);
     EXPECT_EQ(tpm_config_data[83], is_508a ? 0xFF : 0x77);
     EXPECT_EQ(tpm_config_data[90] | tpm_config_data[91], 0);
-    EXPECT_EQ(std::memcmp(sim::look_into_atecc().config.data() + 20, tpm_config_data + 20, 32), 0);
+    EXPECT_EQ(std::memcmp(inspect<AteccState>().config.data() + 20, tpm_config_data + 20, 32), 0);
     EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_init_config(nullptr), 0); }).size(), 2u) << "nothing left to do";
 }
 
@@ -47,7 +47,7 @@ TEST_F(Atecc, ACallersImageIsWrittenAsItIs) {
     std::memcpy(image, tpm_config_data, 128);
     image[18] = 0x33;
     EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_init_config(image), 0); })[2], "atcab_write_config_zone()");
-    EXPECT_EQ(sim::look_into_atecc().config[18], 0x33);
+    EXPECT_EQ(inspect<AteccState>().config[18], 0x33);
 }
 
 TEST_F(Atecc, AnInterruptedProvisioningIsFinishedByTheNextCall) {
@@ -59,10 +59,10 @@ TEST_F(Atecc, AnInterruptedProvisioningIsFinishedByTheNextCall) {
 }
 
 TEST_F(Atecc, AnUnknownModelIsLeftAlone) {
-    const auto before = sim::look_into_atecc();
+    const auto before = inspect<AteccState>();
     const auto provision = [] { return tpm_init_config(nullptr); };
     EXPECT_EQ(with_fault({.name = "atcab_get_device_type", .has_result = true, .result = 4}, provision), 7);
-    EXPECT_EQ(sim::look_into_atecc(), before);
+    EXPECT_EQ(inspect<AteccState>(), before);
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ TEST_F(ProvisionedAtecc, SlotZeroReadsAsThePublicKey) {
 TEST_F(ProvisionedAtecc, WritesAreWholeWordsCutToTheSlot) {
     const struct { size_t len, written; } cases[] = {{10, 12}, {12, 12}, {1, 4}, {5000, 72}};
     for (const auto &c : cases) {
-        sim::change_atecc([](sim::AteccState &chip) { std::ranges::fill(chip.slot(9), uint8_t{0xAA}); });
+        change<AteccState>([](AteccState &chip) { std::ranges::fill(chip.slot(9), uint8_t{0xAA}); });
         const auto data = pattern(c.len);
         EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_write_slot(9, data.data(), data.size()), 0); }),
                   (Calls{"atcab_is_slot_locked(9)", "atcab_get_zone_size(2, 9)",
@@ -56,7 +56,7 @@ TEST_F(ProvisionedAtecc, WritesAreWholeWordsCutToTheSlot) {
         std::vector<uint8_t> expected(72, 0xAA);
         std::fill_n(expected.begin(), c.written, uint8_t{0});
         std::copy_n(data.begin(), std::min<size_t>(c.len, 72), expected.begin());
-        EXPECT_TRUE(std::ranges::equal(sim::look_into_slot(9), expected)) << c.len;
+        EXPECT_TRUE(std::ranges::equal(inspect<AteccState>().content(9), expected)) << c.len;
     }
 }
 
@@ -70,10 +70,10 @@ TEST_F(ProvisionedAtecc, LocksAreForGoodAndRefuseWrites) {
     EXPECT_EQ(calls_of([] { EXPECT_EQ(tpm_lock_slot(9), 0); }), Calls{"atcab_is_slot_locked(9)"});
 
     const auto data = pattern(72);
-    const auto before = sim::look_into_atecc();
+    const auto before = inspect<AteccState>();
     EXPECT_EQ(tpm_write_slot(9, data.data(), 72), 4);
     EXPECT_EQ(tpm_write_public_key_atecc(9, data.data()), 4);
-    EXPECT_EQ(sim::look_into_atecc(), before);
+    EXPECT_EQ(inspect<AteccState>(), before);
 }
 
 TEST_F(Trustx, TransfersAreOneSessionOfPieces) {

@@ -1,7 +1,9 @@
 #include <cstring>
 #include <optional>
+#include <tuple>
 
 #include "secure_element/chips.hpp"
+#include "shell.hpp"
 
 namespace ostdrv::test {
 namespace {
@@ -73,9 +75,21 @@ TEST_F(StartUp, DeviceTreeChoosesInterfaceBusAndAddress) {
     }
 }
 
+// A shell that does not know `&>` reports success at once and leaves the command behind in the background.
+TEST_F(StartUp, TheShellDecidesWhetherTheKitIsEverChosen) {
+    for (const auto &[shell, usb, kit] :
+         {std::tuple{"bash", true, true}, {"dash", true, false}, {"bash", false, false}}) {
+        board.fit({.usb = usb, .shell = shell});
+        board.put_cell("tpm-use-usb", 1);
+        EXPECT_EQ(tpm_init_device(), kit || !usb ? 0 : 1) << shell;
+        EXPECT_EQ(g_atca_iface_cfg == &tpm_iface_config_hid, kit) << shell;
+        EXPECT_EQ(sim::redirects_both(shell), std::string(shell) == "bash");
+    }
+}
+
 TEST_F(StartUp, TheChipSaysWhichModelItIs) {
     for (const auto &[byte, model] : {std::pair{0xC0, ATECC508A}, {0x00, ATECC608A}, {0x61, ATECC608A}}) {
-        sim::change_atecc([b = byte](sim::AteccState &chip) { chip.config[13] = static_cast<uint8_t>(b); });
+        change<AteccState>([b = byte](AteccState &chip) { chip.config[13] = static_cast<uint8_t>(b); });
         const Calls calls = calls_of([] { EXPECT_EQ(tpm_init_device(), 0); });
         EXPECT_EQ(Calls(calls.end() - 3, calls.end()),
                   (Calls{"atcab_init(i2c, 2)", "atcab_read_config_zone()", "atcab_init(i2c, 2)"}));

@@ -65,6 +65,13 @@ TEST_F(Damage, StoredSizesThatNoBufferHoldsAreRefused) {
         payload.name(0).capacity = 40;
         EXPECT_EQ(load(payload), (Outcome{-1, 12})) << size;
     }
+    Payload wide({{0, "x"}});
+    set_contents(stored({{0, "x"}}, erased));
+    wide->tables[0].capacity = 20000;
+    const auto load_wide = [&] { return load(wide); };
+    EXPECT_EQ(with_fault({.name = "kset_get_int", .has_result = true, .result = 12289}, load_wide), (Outcome{-1, 12}));
+    EXPECT_EQ(wide->tables[0].length, 0) << "a size that no settings store should let through";
+    wide->tables[0].capacity = 12288;
 }
 
 // The contents after each byte that a store writes: whole writes are found by failing them one by one, and a write

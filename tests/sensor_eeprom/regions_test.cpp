@@ -16,6 +16,11 @@ struct Regions : Eeprom {
 };
 
 TEST_F(Regions, WithoutAPathNothingIsTouched) {
+    // None of these opens the settings store, which is what sets the path.
+    EXPECT_EQ(load(Payload()), (Outcome{-1, 11}));
+    erase(512);
+    EXPECT_EQ(run(x_sensor_eeprom_store, nullptr), (Outcome{-1, 15}));
+    EXPECT_EQ(run(x_sensor_eeprom_reset), success);
     const std::function<int()> actions[] = {
         [&] { return eeprom_header_read(buffer.data(), 1); }, [&] { return eeprom_header_write(buffer.data(), 257); },
         [&] { return eeprom_calib_read(buffer.data(), 1); }, [&] { return eeprom_calib_write(buffer.data(), 1); }};

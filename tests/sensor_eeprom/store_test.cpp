@@ -171,18 +171,37 @@ TEST_F(Store, WithoutADeviceEverythingIsEleven) {
 
 TEST_F(Store, AFailedCallHasItsStatusAndAFailedReadClosesTheStore) {
     const struct {
-        const char *call;
-        std::size_t nth;
+        sim::Fault fault;
         int status;
-    } cases[] = {{"stat", 1, 11},       {"kset_add_hex", 1, 13}, {"kset_write", 1, 13},
-                 {"kset_read", 1, 12},  {"kset_read", 2, 12},    {"kset_read", 3, 12},
-                 {"kset_write", 2, 13}, {"kset_get_hex", 1, 12}, {"kset_get_hex", 2, 12}};
-    for (const auto &c : cases) {
+    } cases[] = {{{.name = "stat"}, 11},
+                 {{.name = "kset_add_hex"}, 13},
+                 {{.name = "kset_write"}, 13},
+                 {{.name = "kset_read"}, 12},
+                 {{.name = "kset_read", .nth = 2}, 12},
+                 {{.name = "kset_read", .nth = 3}, 12},
+                 {{.name = "kset_write", .nth = 2}, 13},
+                 {{.name = "kset_get_hex"}, 12},
+                 {{.name = "kset_get_hex", .nth = 2}, 12},
+                 {{.name = "kset_get_int", .nth = 2, .has_result = true, .result = 2}, 12},
+                 {{.name = "kset_get_int", .nth = 2, .has_result = true, .result = 4}, 12}};
+    for (const auto &[fault, status] : cases) {
         erase(1024);
         const auto store_one = [&] { return store(Payload({{0, "one"}})); };
-        EXPECT_EQ(with_fault({.name = c.call, .nth = c.nth}, store_one), (Outcome{-1, c.status})) << c.call << c.nth;
-        EXPECT_EQ(sim::fault_plan::log().back() == "kset_shutdown()", c.status == 12) << c.call << c.nth;
+        EXPECT_EQ(with_fault(fault, store_one), (Outcome{-1, status})) << fault.name << fault.nth;
+        EXPECT_EQ(sim::fault_plan::log().back() == "kset_shutdown()", status == 12) << fault.name << fault.nth;
     }
+}
+
+// An EEPROM that keeps its cells whatever is written: the table comes back without a byte.
+TEST_F(Store, OfATableWithoutBytesNothingIsDigested) {
+    erase(1024);
+    const Payload payload({{0, "one"}});
+    sim::fault_plan::start();
+    sim::fault_plan::add({.name = "kset_write", .has_result = true, .result = 0});
+    sim::fault_plan::add({.name = "kset_get_hex"});
+    EXPECT_EQ(store(payload), success);
+    sim::fault_plan::stop();
+    EXPECT_EQ(payload.hash(), openssl_md5(""));
 }
 
 }  // namespace

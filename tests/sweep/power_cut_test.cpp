@@ -39,7 +39,7 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
     const bool on_trustx = GetParam().chip == "trustx";
 
     void SetUp() override {
-        board.fit({.chip = GetParam().chip, .usb = GetParam().usb});
+        board.fit({.chip = GetParam().chip, .usb = GetParam().usb, .shell = "bash"});
         if (GetParam().usb) board.put("/mnt/settings/atecc", "");  // nothing answers on I2C there
         if (GetParam().layout == 0) store_serial_of_layout_0();
         fs::create_directory(path("line"));
@@ -88,8 +88,8 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
         answer_request();
         ASSERT_EQ(station("finish"), 0) << get("log");
         if (!on_trustx) return;  // an ATECC has proven that it holds the key
-        const Bytes certificate = *sim::trustx::peek(0xE0E1);
-        const auto key = sim::trustx::public_key(0xE0F1);
+        const Bytes certificate = inspect<TrustxState>().content(0xE0E1);
+        const auto key = inspect<TrustxState>().public_key(0xE0F1);
         ASSERT_TRUE(key && std::equal(key->begin(), key->end(), certificate.data() + parts_of(certificate).key_offset));
     }
 
@@ -136,7 +136,7 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
     }
 
     void store_serial_of_layout_0() {
-        sim::change_atecc([](sim::AteccState &chip) {
+        change<AteccState>([](AteccState &chip) {
             const auto record = chip.slot(7);
             std::ranges::fill(record, std::uint8_t{0});
             std::copy_n(serial, std::strlen(serial), record.begin());
