@@ -9,13 +9,15 @@ usage() {
 Usage: ./demo.sh [OPTIONS]
 
 Builds the library and shows it at work on a simulated board: a factory provisioning with an OpenSSL certificate
-authority, the sensor EEPROM, lines, analog inputs and lights.
+authority, the sensor EEPROM, lines, analog inputs and lights. Each step shows the
+commands behind it and what they gave; report.html, whose path is printed last, has
+the same with pictures.
 
   --chip CHIP      atecc608a (default), atecc508a or trustx
   --layout N       certificate layout on an ATECC: 1 (default) or 0
   --usb            the ATECC sits on the USB kit
   --all            the factory provisioning on every chip, layout and bus, and a table of the results
-  --out DIR        where the results are put (default: build/demo)
+  --out DIR        where the results and report.html are put (default: build/demo)
   --programs DIR   use the programs of this build directory: install and build nothing
   -h, --help       this text
 
@@ -29,18 +31,18 @@ bad_usage() {
     exit 2
 }
 
-chip=atecc608a layout=1 usb=0 all=0 out=$root/build/demo programs=''
+chip=atecc608a layout=1 usb=0 all=0 brief=0 out=$root/build/demo programs=''
 while (($#)); do
     case $1 in
         --chip | --layout | --out | --programs)
-            (($# > 1)) || bad_usage "$1 wants a value"
+            [[ -n ${2-} ]] || bad_usage "$1 wants a value"
             [[ $1 != --chip || $2 =~ ^(atecc508a|atecc608a|trustx)$ ]] || bad_usage "no such chip: $2"
             [[ $1 != --layout || $2 =~ ^[01]$ ]] || bad_usage "no such layout: $2"
             printf -v "${1#--}" %s "$2"
             shift
             ;;
         --usb) usb=1 ;;
-        --all) all=1 ;;
+        --all) all=1 brief=1 ;;
         -h | --help)
             usage
             exit
@@ -53,29 +55,35 @@ if [[ $chip == trustx ]]; then
     ((usb)) && bad_usage 'the USB kit carries an ATECC'
     ((layout == 1)) || bad_usage 'a Trust X has no layout 0'
 fi
+if [[ -n $programs && ! -x $programs/tools/ostdrv/ostdrv ]]; then
+    bad_usage "$programs is no build directory with the tools"
+fi
+# Nothing but the demonstration's own is ever overwritten.
+if [[ -e $out && ! -f $out/.made-by-demo && ( ! -d $out || -n $(ls -A -- "$out") ) ]]; then
+    bad_usage "$out is not the demonstration's own: remove it, or name another directory with --out"
+fi
+mkdir -p -- "$out" && : > "$out/.made-by-demo" || exit 1
+out=$(realpath -- "$out")
 
 if [[ -z $programs ]]; then
-    programs=$root/build/release
-    "$root/tools/install-packages.sh" build || exit 1
+    programs=$root/build/programs
+    "$root/tools/install-packages.sh" demo || exit 1
     echo 'Building (log: build/demo-build.log) ...'
-    mkdir -p "$root/build"
-    (cd "$root" && cmake --preset release &&
-        cmake --build --preset release --target ostdrv_tool ostdrv-sim ostdrv_board) > "$root/build/demo-build.log" 2>&1 ||
+    (cd "$root" && cmake --preset programs && cmake --build --preset programs) > "$root/build/demo-build.log" 2>&1 ||
         { tail -n 30 "$root/build/demo-build.log" >&2; exit 1; }
 fi
-tool=$(realpath "$programs")/tools/ostdrv/ostdrv
-sim=$(realpath "$programs")/tools/ostdrv-sim/ostdrv-sim
-mkdir -p "$out"
-out=$(realpath "$out")
+tool=$(realpath -- "$programs")/tools/ostdrv/ostdrv
+sim=$(realpath -- "$programs")/tools/ostdrv-sim/ostdrv-sim
+version=$("$tool" --version | cut -d ' ' -f 2)
+started=$SECONDS
+# Where the power is cut: at each call, or at fewer of them where there are many stories.
+stride=1 steps_of=''
+((all)) && stride=8 steps_of=' in steps of 8'
 
-. "$root/demo/steps.sh"
-. "$root/demo/authority.sh"
-. "$root/demo/identity.sh"
-. "$root/demo/sensor.sh"
-. "$root/demo/lines.sh"
+for part in steps programs report authority identity sensor lines; do . "$root/demo/$part.sh"; done
 
+rows=()
 if ((all)); then
-    rows=()
     for one in atecc508a atecc608a; do
         for two in 0 1; do
             for three in 0 1; do
@@ -92,12 +100,31 @@ fi
 sensor_story
 lines_story
 
+unproved=(
+    'Real chips, a real kernel, real electricity: the board is simulated, and so are its times'
+    'That the stand-ins behave as the makers of the chips say: they were written for this project'
+    'Anything outside these stories: the test suite, ./test.sh, goes further'
+)
+if ((all)); then
+    unproved+=('Power cuts at each call of a provisioning: ./demo.sh without --all')
+else
+    unproved+=('The other chips, layouts and buses: ./demo.sh --all')
+fi
+verdict='Every step passed.'
+((failures)) && verdict="$failures step(s) failed."
+report_write "$out/report.html"
+
 if ((all)); then
     printf '\n%schip        layout  bus  steps  certificates   request (both as OpenSSL finds them)%s\n' "$bold" "$plain"
     printf '%s\n' "${rows[@]}"
 fi
+printf '\n%sWhat was proved%s\n' "$bold" "$plain"
+printf '  %s\n' "${proved[@]-nothing}"
+printf '%sWhat was not%s\n' "$bold" "$plain"
+printf '  %s\n' "${unproved[@]}"
+printf '\nReport: %s\n' "$out/report.html"
 if ((failures)); then
-    printf '\n%s%d step(s) failed.%s\n' "$red" "$failures" "$plain"
+    printf '%s%s%s\n' "$red" "$verdict" "$plain"
     exit 1
 fi
-printf '\n%sEvery step passed.%s\n' "$green" "$plain"
+printf '%s%s%s\n' "$green" "$verdict" "$plain"

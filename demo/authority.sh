@@ -9,7 +9,7 @@ new_key() {
 }
 
 serial_number_of_certificate() {
-    printf '0x4%s' "$(openssl rand -hex 8 | cut -c 2-)"
+    printf '0x4%s' "$(command openssl rand -hex 8 | cut -c 2-)"
 }
 
 # make_authority NAME: NAME.key, NAME.cert
@@ -26,6 +26,7 @@ issue() {
     openssl x509 -req -in "$1" -CA "$2.cert" -CAkey "$2.key" -out "$3" -days 3650 -sha256 \
         -set_serial "$(serial_number_of_certificate)" -extfile extensions.cnf
     rm extensions.cnf
+    value "$(certificate_field "$3" subject) issued by $(certificate_field "$3" issuer)"
 }
 
 # issue_signer AUTHORITY: signercert.key, signercert.cert
@@ -41,20 +42,30 @@ issue_device() {
     issue device.csr signercert devcert.cert $'basicConstraints=critical,CA:FALSE\nkeyUsage=critical,digitalSignature'
 }
 
+# certificate_field CERTIFICATE subject|issuer|serial|enddate
+certificate_field() {
+    command openssl x509 -in "$1" -noout "-$2" -nameopt RFC2253 | sed 's/^[^=]*=//'
+}
+
+# key_of_certificate CERTIFICATE: PEM
+key_of_certificate() {
+    command openssl x509 -in "$1" -noout -pubkey
+}
+
 # der FILE: the certificate's bytes
 der() {
-    openssl x509 -in "$1" -outform DER
+    command openssl x509 -in "$1" -outform DER
 }
 
 # signature_of CERTIFICATE: r and s in hexadecimal, 64 digits each
 signature_of() {
     local place
-    place=$(der "$1" | openssl asn1parse -inform DER | awk -F: '/BIT STRING/ { print $1 + 0 }' | tail -n 1)
-    der "$1" | openssl asn1parse -inform DER -strparse "$place" | awk -F: '/INTEGER/ { printf "%064s", $NF }' |
-        tr ' A-F' '0a-f'
+    place=$(der "$1" | command openssl asn1parse -inform DER | awk -F: '/BIT STRING/ { print $1 + 0 }' | tail -n 1)
+    der "$1" | command openssl asn1parse -inform DER -strparse "$place" |
+        awk -F: '/INTEGER/ { printf "%064s", $NF }' | tr ' A-F' '0a-f'
 }
 
 # public_key_of CERTIFICATE: X and Y in hexadecimal
 public_key_of() {
-    openssl x509 -in "$1" -noout -pubkey | openssl pkey -pubin -outform DER | tail -c 64 | od -An -v -tx1 | tr -d ' \n'
+    key_of_certificate "$1" | command openssl pkey -pubin -outform DER | tail -c 64 | od -An -v -tx1 | tr -d ' \n'
 }

@@ -2,10 +2,6 @@
 
 serial=OST-2026-00000001
 
-device() {
-    "$sim" --root board -- "$tool" "$@"
-}
-
 on_trustx() {
     [[ $chip == trustx ]]
 }
@@ -16,13 +12,13 @@ info_holds() {
     local text
     for text in "$@"; do
         grep -qF -- "$text" info.json || { echo "not in info: $text"; cat info.json; return 1; }
+        value "$text"
     done
 }
 
 fit_blank_board() {
-    local kit=--i2c
-    ((usb)) && kit=--usb
-    "$sim" --root board --chip "$chip" $kit
+    # A device finds the USB kit only when its shell takes &> for a redirection.
+    ostdrv-sim --root board --chip "$chip" "$bus" --shell bash
     # A blank chip has no key to show.
     fails_with 1 device key public
 }
@@ -30,19 +26,82 @@ fit_blank_board() {
 start_up() {
     on_trustx && { info_holds '"chip": "Trust X"'; return; }
     local interface='I2C bus 2, address 0x60'
-    ((usb)) && interface='USB kit'
+    [[ $bus == --i2c ]] || interface='USB kit'
     info_holds "\"model\": \"${chip^^}\"" "\"interface\": \"$interface\"" '"config_locked": false' \
         '"data_locked": false'
 }
 
 refuse_without_consent() {
-    fails_with 2 device provision < /dev/null
-    info_holds '"config_locked": false'
+    if on_trustx; then
+        fails_with 2 device key generate < /dev/null
+        fails_with 1 device key public
+    else
+        fails_with 2 device provision < /dev/null
+        info_holds '"config_locked": false'
+    fi
+}
+
+# locks_of BOARD: both zones, in $locks
+locks_of() {
+    local info
+    info=$("$sim" --root "$1" -- "$tool" info --json)
+    locks='configuration open'
+    [[ $info != *'"config_locked": true'* ]] || locks='configuration locked'
+    if [[ $info == *'"data_locked": true'* ]]; then locks+=', data zone locked'; else locks+=', data zone open'; fi
+}
+
+# The power goes at calls of a provisioning, each time on a blank chip of its own; then the same command is run again.
+cut_power_while_provisioning() {
+    local nth locks
+    "$sim" --root blank --chip "$chip" "$bus" --shell bash
+    : > states
+    typed ostdrv-sim --root cut --kill N -- ostdrv provision --yes
+    for ((nth = 1; nth < 1000; nth += stride)); do
+        rm -rf cut
+        cp -r blank cut
+        cut_power $nth cut provision --yes || break
+        locks_of cut
+        echo "$locks" >> states
+        "$sim" --root cut -- "$tool" provision --yes
+        locks_of cut
+        [[ $locks == 'configuration locked, data zone locked' ]]
+    done
+    value "N from 1 to $((nth - stride))$steps_of, each time on a blank chip; what the power cut left:"
+    sort states | uniq -c | while read -r times locks; do value "$times times: $locks"; done
+    # Somewhere between the two locks lies the state that only a second run can finish.
+    ((stride > 1)) || grep -qx 'configuration locked, data zone open' states
+    typed ostdrv provision --yes
+    value 'run again after each: configuration locked, data zone locked'
+    fact cuts "$(wc -l < states)"
+    rm -rf cut cut.log blank states
+}
+
+# On a Trust X the key and the object that tells its public half are two writes.
+cut_power_while_making_key() {
+    local nth cuts=0 known=0
+    typed ostdrv-sim --root cut --kill N -- ostdrv key generate --yes
+    for ((nth = 1; nth < 1000; nth += stride)); do
+        rm -rf cut
+        cp -r board cut
+        cut_power $nth cut key generate --yes || break
+        ((++cuts))
+        "$sim" --root cut -- "$tool" key public && ((++known))
+        "$sim" --root cut -- "$tool" key generate --yes
+        "$sim" --root cut -- "$tool" serial set "$serial"
+        "$sim" --root cut -- "$tool" csr cut.csr
+        command openssl req -in cut.csr -verify -noout
+    done
+    value "N from 1 to $((nth - stride))$steps_of; $known times a key was known afterwards, $((cuts - known)) times none"
+    typed ostdrv key generate --yes
+    typed openssl req -in cut.csr -verify -noout
+    value 'run again after each, the new key signed a request that OpenSSL accepts'
+    fact cuts $cuts
+    rm -rf cut cut.log cut.csr
 }
 
 provision() {
     device provision --yes
-    on_trustx || info_holds '"config_locked": true' '"data_locked": true'
+    info_holds '"config_locked": true' '"data_locked": true'
 }
 
 store_serial_number() {
@@ -50,9 +109,9 @@ store_serial_number() {
         device serial set "$serial"
     else
         # The record of an older factory: the same serial number, and a layout version of 0 in its last byte.
-        device slot write 7 --hex "$(printf '%s' "$serial" | od -An -v -tx1)$(printf '00%.0s' {1..19})"
+        device slot write 7 --hex "$(printf '%s' "$serial" | od -An -v -tx1 | tr -d ' \n')$(printf '00%.0s' {1..19})"
     fi
-    same "$serial" "$(device serial get)"
+    gives "$serial" device serial get
     on_trustx || info_holds "\"layout_version\": $layout"
 }
 
@@ -62,11 +121,14 @@ make_key() {
     openssl pkey -pubin -in device.pub -noout
     cmp device.point device.pub
     rm device.point
+    fact key "$(fingerprint device.pub)"
+    value "SHA-256 of the public key: $(fingerprint device.pub)…"
 }
 
 key_stays() {
     # On an ATECC the key is locked by now, so asking again needs no consent and changes nothing.
     device key generate --pem < /dev/null > again.pub
+    value "SHA-256 of the public key: $(fingerprint again.pub)…"
     cmp device.pub again.pub
     rm again.pub
     fails_with 1 device slot write 0 --hex 00
@@ -75,22 +137,34 @@ key_stays() {
 sign_for_openssl() {
     echo 'calibrated, sealed and shipped' > note.txt
     device key sign note.txt --der --out note.sig
-    openssl dgst -sha256 -verify device.pub -signature note.sig note.txt
-    device key verify note.txt --signature note.sig
+    gives 'Verified OK' openssl dgst -sha256 -verify device.pub -signature note.sig note.txt
     fails_with 3 device key verify device.pub --signature note.sig
+}
+
+verify_for_openssl() {
+    echo 'made elsewhere' > letter.txt
+    new_key letter.key
+    command openssl pkey -in letter.key -pubout -out letter.pub
+    openssl dgst -sha256 -sign letter.key -out letter.sig letter.txt
+    gives verified device key verify letter.txt --signature letter.sig --key letter.pub
+    fails_with 3 device key verify device.pub --signature letter.sig --key letter.pub
 }
 
 check_request() {
     device csr device.csr
     openssl req -in device.csr -verify -noout
     openssl req -in device.csr -noout -pubkey | cmp - device.pub
-    openssl req -in device.csr -noout -subject -nameopt compat | grep -F "CN=$serial"
+    local subject
+    subject=$(openssl req -in device.csr -noout -subject -nameopt RFC2253)
+    value "$subject"
+    grep -qF "CN=$serial" <<< "$subject"
     echo valid > checked.csr
 }
 
 make_authorities() {
     make_authority authority
     make_authority stranger
+    value "$(certificate_field authority.cert subject), serial number $(certificate_field authority.cert serial)"
 }
 
 save_certificates() {
@@ -104,9 +178,9 @@ compare_certificates() {
     if ((layout == 0)); then
         fails_with 1 device cert export signer exported.cert
         [[ ! -e exported.cert ]]
-        same "$(signature_of signercert.cert)" "$(device slot read 10 --length 64)"
-        same "$(public_key_of signercert.cert)" "$(device slot read 11 --length 64)"
-        same "$(signature_of devcert.cert)" "$(device slot read 9 --length 64)"
+        gives "$(signature_of signercert.cert)" device slot read 10 --length 64
+        gives "$(public_key_of signercert.cert)" device slot read 11 --length 64
+        gives "$(signature_of devcert.cert)" device slot read 9 --length 64
         return
     fi
     for which in signer device; do
@@ -114,36 +188,41 @@ compare_certificates() {
         [[ $which == device ]] && issued=devcert.cert
         device cert export "$which" "exported-$which.cert"
         cmp <(der "$issued") <(der "exported-$which.cert")
+        value "SHA-256 of $issued and of exported-$which.cert: $(der "exported-$which.cert" | sha256sum | cut -c 1-16)…"
     done
 }
 
 chain_verifies() {
     local paths=()
     ((layout == 0)) && paths=(--signer signercert.cert --device devcert.cert)
-    device cert verify --ca authority.cert "${paths[@]}"
-    openssl pkey -in authority.key -pubout -out authority.pub
-    device cert verify --ca authority.pub "${paths[@]}"
+    gives verified device cert verify --ca authority.cert "${paths[@]}"
+    command openssl pkey -in authority.key -pubout -out authority.pub
+    gives verified device cert verify --ca authority.pub "${paths[@]}"
     fails_with 3 device cert verify --ca stranger.cert "${paths[@]}"
 }
 
 # With the kit the templates lie in its EEPROM: the files may be gone.
 chain_verifies_without_files() {
-    device cert verify --ca authority.cert --signer gone/signercert.cert --device gone/devcert.cert
+    gives verified \
+        device cert verify --ca authority.cert --signer gone/signercert.cert --device gone/devcert.cert
 }
 
 openssl_verifies() {
     local signer=signercert.cert device=devcert.cert
     ((layout == 1)) && signer=exported-signer.cert device=exported-device.cert
-    openssl verify -x509_strict -CAfile authority.cert "$signer"
-    openssl verify -x509_strict -CAfile authority.cert -untrusted "$signer" "$device"
-    openssl x509 -in "$device" -noout -pubkey | cmp - device.pub
+    gives "$device: OK" openssl verify -x509_strict -CAfile authority.cert -untrusted "$signer" "$device"
+    key_of_certificate "$device" | cmp - device.pub
+    value "SHA-256 of the certificate's key: $(fingerprint device.pub)…"
     echo 2 valid > checked.certificates
 }
 
 lock_everything() {
     device serial lock --yes
-    device cert lock signer --yes
-    device cert lock device --yes
+    local paths=()
+    ((layout == 0)) && paths=(--signer signercert.cert --device devcert.cert)
+    fails_with 1 device cert lock signer --ca stranger.cert "${paths[@]}" --yes
+    device cert lock signer --ca authority.cert "${paths[@]}" --yes
+    device cert lock device --ca authority.cert "${paths[@]}" --yes
 }
 
 refuse_writes() {
@@ -151,29 +230,38 @@ refuse_writes() {
     fails_with 1 device cert save signer signercert.cert
     fails_with 1 device cert save device devcert.cert
     on_trustx && fails_with 1 device key generate --yes
-    same "$serial" "$(device serial get)"
+    gives "$serial" device serial get
 }
 
 # identity_story CHIP LAYOUT USB: ends with a line for the table in $row.
 identity_story() {
-    chip=$1 layout=$2 usb=$3
-    local title="${chip^^}, certificate layout $layout" name=$chip-layout$layout bus=I2C
+    chip=$1 layout=$2 bus=--i2c
+    # With --all, one of the eight roads of an ATECC is enough.
+    local cuts=$((!all))
+    [[ $* == 'atecc608a 1 0' || $* == 'trustx 1 0' ]] && cuts=1
+    local title="${chip^^}, certificate layout $layout" name=$chip-layout$layout
     on_trustx && title='Trust X' name=trustx
-    ((usb)) && title+=', on the USB kit' name+=-usb bus=USB
+    (($3)) && title+=', on the USB kit' name+=-usb bus=--usb
     story "Factory provisioning: $title" "$out/$name"
 
     step 'A new board with a blank secure element is made' fit_blank_board
     step 'The chip starts up and tells what it is' start_up
-    if ! on_trustx; then
-        step 'Nothing permanent is done without consent' refuse_without_consent
+    step 'Nothing permanent is done without consent' refuse_without_consent
+    if on_trustx; then
+        step 'The power is cut in the middle of making a key, and the key made again' cut_power_while_making_key
+    else
+        if ((cuts)); then
+            step 'The power is cut in the middle of a provisioning, and the command run again' cut_power_while_provisioning
+        fi
+        step 'The configuration is written, both zones are locked' provision
     fi
-    step 'The configuration is written, both zones are locked' provision
     step "The serial number $serial is stored" store_serial_number
     step 'The device key is made inside the chip' make_key
     if ! on_trustx; then
         step 'The key is locked: no other takes its place' key_stays
         step 'OpenSSL accepts a signature by the device key, the device refuses a wrong one' sign_for_openssl
     fi
+    step 'The chip accepts a signature that OpenSSL made, and not for another text' verify_for_openssl
     step 'The certificate signing request is accepted by openssl req -verify' check_request
     step 'An OpenSSL certificate authority is set up' make_authorities
     step 'The authority issues the signer certificate' issue_signer authority
@@ -185,7 +273,7 @@ identity_story() {
         step 'The compressed certificates hold what was issued; an export is refused' compare_certificates
     fi
     step 'The library verifies the chain, and not under another authority' chain_verifies
-    if ((usb && layout == 0)); then
+    if [[ $bus == --usb && $layout == 0 ]]; then
         step "The chain verifies from the kit's EEPROM alone" chain_verifies_without_files
     fi
     step 'openssl verify accepts the chain' openssl_verifies
@@ -193,9 +281,15 @@ identity_story() {
     step 'Writes after the lock are refused' refuse_writes
     step 'The locked chain still verifies' chain_verifies
     step 'The device describes itself' info_holds "\"serial_number\": \"$serial\""
-    end_story
+    ((story_failed)) || report_chain
+    local possession="the device's key answered a fresh challenge for its certificate"
+    on_trustx && possession="the device's key signed the request for its certificate"
+    end_story "$title: from blank to a locked chain that the library and OpenSSL verify; $possession"
+    if ((cuts && !story_failed)); then
+        proved+=("$title: $(fact cuts) power cuts left nothing that the same command did not finish")
+    fi
     on_trustx && layout=-
-    row=$(printf '%-10s  %-6s  %-3s  %5s  %-13s  %s' "$chip" "$layout" "$bus" "$story_done/$story_steps" \
+    row=$(printf '%-10s  %-6s  %-3s  %5s  %-13s  %s' "$chip" "$layout" "${bus#--}" "$story_done/$story_steps" \
         "$(cat "$folder/checked.certificates" 2> /dev/null || echo not)" \
         "$(cat "$folder/checked.csr" 2> /dev/null || echo not)")
 }

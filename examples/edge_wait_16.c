@@ -10,7 +10,6 @@
 #include <stdlib.h>
 
 #define LINES 16
-#define BOTH_EDGES 2
 
 static void print_edges(x_gpio_poll_entry *entries) {
     for (int i = 0; i < LINES; ++i) {
@@ -25,11 +24,9 @@ int main(int argc, char **argv) {
     const int first_line = argc > 1 ? atoi(argv[1]) : 0;
     const int timeout_ms = argc > 2 ? atoi(argv[2]) : 5000;
 
-    x_gpio_poll_entry entries[LINES] = {{0}};
-    for (int i = 0; i < LINES; ++i) {
-        entries[i].gpio = first_line + i;
-        entries[i].edge = BOTH_EDGES;
-    }
+    x_gpio_poll_entry entries[LINES];
+    for (int i = 0; i < LINES; ++i)
+        entries[i] = (x_gpio_poll_entry){.gpio = first_line + i, .edge = X_GPIO_EDGE_BOTH, .fd = -1};
 
     if (x_gpio_util_poll_multiple_setup(entries, LINES) != 0) {
         fprintf(stderr, "lines %d to %d cannot be waited on\n", first_line, first_line + LINES - 1);

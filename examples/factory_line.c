@@ -15,8 +15,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#define TRUST_X 2
-
 struct Station {
     char root_key[1024], request[1024], signer[1024], device[1024];
     const char *serial;
@@ -34,13 +32,13 @@ static void name_files(struct Station *station, const char *directory) {
 static int print_locked_places(int chip) {
     static const uint16_t atecc[] = {7, 8, 9, 10, 11, 12, 13, 14, 15};
     static const uint16_t trustx[] = {0xF1D0, 0xE0E2, 0xE0F2, 0xE0E1, 0xE0F1};
-    const uint16_t *places = chip == TRUST_X ? trustx : atecc;
-    const size_t count = chip == TRUST_X ? sizeof trustx / sizeof *trustx : sizeof atecc / sizeof *atecc;
+    const uint16_t *places = chip == TPM_CHIP_TRUSTX ? trustx : atecc;
+    const size_t count = chip == TPM_CHIP_TRUSTX ? sizeof trustx / sizeof *trustx : sizeof atecc / sizeof *atecc;
     int found = 0;
     for (size_t i = 0; i < count; ++i) {
         uint8_t locked = 0;
         if (tpm_is_slot_locked(places[i], &locked) != 0 || !locked) continue;
-        fprintf(stderr, "locked for good: %s 0x%X\n", chip == TRUST_X ? "object" : "slot", (unsigned)places[i]);
+        fprintf(stderr, "locked for good: %s 0x%X\n", chip == TPM_CHIP_TRUSTX ? "object" : "slot", (unsigned)places[i]);
         found = 1;
     }
     return found;
@@ -83,7 +81,8 @@ static int request(const struct Station *station) {
     uint8_t key[91];
     status = tpm_genkey(key, 68);
     if (status != 0) return failed(station, "make the key", status);
-    status = station->chip == TRUST_X ? tpm_cert_gencsr_trustx(station->request) : tpm_cert_gencsr(station->request);
+    status =
+        station->chip == TPM_CHIP_TRUSTX ? tpm_cert_gencsr_trustx(station->request) : tpm_cert_gencsr(station->request);
     return status == 0 ? 0 : failed(station, "write the request", status);
 }
 
