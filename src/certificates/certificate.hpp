@@ -8,11 +8,11 @@ namespace ostdrv {
 
 // DER bytes, zero where there are none yet.
 struct Certificate {
-    std::uint8_t der[1024];
+    // Zeroed by the constructor: an initialiser here makes the compiler keep a kilobyte of zeros to copy it from.
+    std::uint8_t der[1024];           // NOLINT(modernize-use-default-member-init)
     std::size_t length = sizeof der;  // the capacity until the certificate is there
 
-    // Where the member says this itself, the compiler keeps a kilobyte of zeros to copy it from.
-    Certificate() : der{} {}  // NOLINT(modernize-use-default-member-init)
+    Certificate() : der{} {}
     Bytes bytes() const { return {der, length}; }
 };
 
