@@ -3,8 +3,6 @@
 #   OSTDRV_<one>_NAME          name of the library, without "lib" and ".so"
 #   OSTDRV_<one>_LIBRARY       the library's file, when it should not be searched for
 #   OSTDRV_<one>_INCLUDE_DIR   the directory of its header
-#
-# The installed package includes this file too: who links against libostdrv.so has the same platform to find.
 
 function(ostdrv_platform_library target library header)
   string(TOUPPER ${target} prefix)
@@ -23,14 +21,12 @@ function(ostdrv_platform_library target library header)
     INTERFACE_INCLUDE_DIRECTORIES "${OSTDRV_${prefix}_INCLUDE_DIR}")
 endfunction()
 
-if(NOT TARGET ostdrv_platform_atecc)
-  ostdrv_platform_library(atecc cryptoauth cryptoauthlib.h)
-  ostdrv_platform_library(trustx trustx trustx.h)
-  ostdrv_platform_library(kset kset kset.h)
-endif()
+ostdrv_platform_library(atecc cryptoauth cryptoauthlib.h)
+ostdrv_platform_library(trustx trustx trustx.h)
+ostdrv_platform_library(kset kset kset.h)
 
 get_property(ostdrv_platform_missing GLOBAL PROPERTY ostdrv_platform_missing)
 if(ostdrv_platform_missing)
   list(JOIN ostdrv_platform_missing ", " ostdrv_platform_missing)
-  set(ostdrv_platform_missing "the platform's headers or libraries were not found; set ${ostdrv_platform_missing}")
+  message(FATAL_ERROR "the platform's headers or libraries were not found; set ${ostdrv_platform_missing}")
 endif()

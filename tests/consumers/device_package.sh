@@ -1,8 +1,10 @@
-# A device build binds to whatever libraries have the platform's names, installs without them, and serves a consumer.
+# A device build binds to whatever libraries have the platform's names, installs without them, and serves consumers on
+# any machine: what is installed knows no directory of this one.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-mkdir "$work/sdk"
-cp -r "$PREFIX/include/ostdrv-sim" "$work/sdk/include"
+here=$(dirname "$0")
+mkdir -p "$work/sdk/include"
+cp -r "$PREFIX/include/ostdrv-sim" "$work/sdk/include/cryptoauthlib"
 cp -r "$LIBDIR/ostdrv-sim" "$work/sdk/lib"
 ln -s libkset.so "$work/sdk/lib/libsettings.so"
 
@@ -15,15 +17,41 @@ configure -S "$SOURCE" -B "$work/build" -DOSTDRV_PLATFORM=device -DCMAKE_PREFIX_
     -DCMAKE_BUILD_TYPE=Debug
 "$CMAKE" --build "$work/build" >"$work/log" || { cat "$work/log"; exit 1; }
 "$CMAKE" --install "$work/build" --prefix "$work/device" >"$work/log"
-test "$(ls "$work/device")" = "include
-lib"
-test "$(ls "$work/device/include")" = ostdrv.h
-grep -q '^Libs.private:.* -lsettings' "$work/device/lib/pkgconfig/ostdrv.pc"
+test "$(ls "$work/device/include" "$work/device/lib")" = "$work/device/include:
+ostdrv.h
+
+$work/device/lib:
+cmake
+libostdrv.so
+libostdrv.so.1
+libostdrv.so.1.0.0
+pkgconfig"
+grep -rF "$work" "$work/device/lib/cmake" "$work/device/lib/pkgconfig" && exit 1
 # An unoptimised build does without the C++ run-time library as well.
 "$READELF" -dW "$work/device/lib/libostdrv.so" | grep -E 'RPATH|RUNPATH|libstdc|libgcc' && exit 1
 
-configure -S "$(dirname "$0")/project" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/device;$work/sdk" \
-    -DOSTDRV_KSET_NAME=settings
-"$CMAKE" --build "$work/consumer"
-: >"$work/attribute"
-test "$(LD_LIBRARY_PATH="$work/sdk/lib" $EMULATOR "$work/consumer/program" "$work/attribute")" = -42
+runs() {
+    : >"$work/attribute"
+    test "$(LD_LIBRARY_PATH="$work/device/lib:$work/sdk/lib" $EMULATOR "$1" "$work/attribute")" = -42
+}
+
+# Where the platform is not installed, a program that uses lines is compiled and linked all the same.
+mv "$work/sdk" "$work/elsewhere"
+export PKG_CONFIG_LIBDIR="$work/device/lib/pkgconfig"
+"$CC" -DOSTDRV_WITHOUT_CRYPTOAUTHLIB -o "$work/lines" "$here/program.c" $(pkg-config --cflags --libs ostdrv)
+test "$(pkg-config --libs --static ostdrv)" = "$(pkg-config --libs ostdrv)"
+configure -S "$here/project" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/device" \
+    -DCMAKE_C_FLAGS=-DOSTDRV_WITHOUT_CRYPTOAUTHLIB
+"$CMAKE" --build "$work/consumer" >"$work/log" || { cat "$work/log"; exit 1; }
+mv "$work/elsewhere" "$work/sdk"
+runs "$work/lines"
+runs "$work/consumer/program"
+
+# Where it is, its header is found: on CMake's search path, and by pkg-config beside the library's own.
+rm -rf "$work/consumer"
+configure -S "$here/project" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/device;$work/sdk"
+"$CMAKE" --build "$work/consumer" >"$work/log" || { cat "$work/log"; exit 1; }
+runs "$work/consumer/program"
+cp -r "$work/sdk/include/cryptoauthlib" "$work/device/include"
+"$CC" -o "$work/chip" "$here/program.c" $(pkg-config --cflags --libs ostdrv)
+runs "$work/chip"
