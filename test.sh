@@ -17,6 +17,7 @@ Usage: ./test.sh [JOB...]
   --fuzz SECONDS
                run each fuzz target for so long, from its seeds; what is learned and found stays in build/fuzz
   --format     check the formatting
+  --abi        compare the interface of the library with the reference of version 1
   --analysis   --format, cppcheck, and clang-tidy on the library and the simulated board
   --tidy-tools clang-tidy on the tools, ten minutes and more
   --all        all of these, --fuzz with 5 seconds
@@ -111,6 +112,8 @@ check_cppcheck() {
             --error-exitcode=1 --quiet
 }
 
+check_abi() { build default >/dev/null && packaging/abi/compare.sh build/default/src/libostdrv.so.1; }
+
 run_coverage() {
     find build/coverage -name '*.gcda' -delete 2>/dev/null
     suite coverage
@@ -135,7 +138,7 @@ while [[ $# -gt 0 ]]; do
     option=$1
     shift
     case $option in
-        --default | --asan | --clang | --aarch64 | --board | --coverage | --format | --analysis | --tidy-tools)
+        --default | --asan | --clang | --aarch64 | --board | --coverage | --format | --abi | --analysis | --tidy-tools)
             selected+=("${option#--}")
             ;;
         --fuzz)
@@ -143,7 +146,7 @@ while [[ $# -gt 0 ]]; do
             selected+=(fuzz) fuzz_seconds=$1
             shift
             ;;
-        --all) selected=(default asan clang aarch64 board coverage fuzz analysis tidy-tools) ;;
+        --all) selected=(default asan clang aarch64 board coverage fuzz abi analysis tidy-tools) ;;
         -h | --help) usage && exit 0 ;;
         *) usage >&2 && exit 2 ;;
     esac
@@ -153,7 +156,7 @@ done
 needs=(build)
 for job in "${selected[@]}"; do
     case $job in
-        clang | coverage | aarch64 | fuzz) needs+=("$job") ;;
+        clang | coverage | aarch64 | fuzz | abi) needs+=("$job") ;;
         format | analysis | tidy-tools) needs+=(analysis) ;;
     esac
 done
@@ -167,6 +170,7 @@ for job in "${selected[@]}"; do
         coverage) run_coverage ;;
         fuzz) run_fuzz ;;
         format) check formatting check_format ;;
+        abi) check "interface of the library" check_abi ;;
         analysis)
             check formatting check_format
             check clang-tidy check_tidy 'src/*.cpp' 'sim/*.cpp'

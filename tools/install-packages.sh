@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job needs and that are missing.
 #
-#   tools/install-packages.sh demo|build|clang|analysis|coverage|aarch64|fuzz|board...
+#   tools/install-packages.sh demo|build|clang|analysis|abi|coverage|aarch64|fuzz|board...
 set -euo pipefail
 
 packages_for() {
@@ -15,6 +15,7 @@ packages_for() {
         clang) echo clang ;;
         fuzz) echo clang libclang-rt-dev ;;
         analysis) echo git clang-format clang-tidy cppcheck ;;
+        abi) echo abigail-tools ;;
         coverage) echo gcovr ;;
         aarch64)
             echo g++-aarch64-linux-gnu qemu-user libstdc++6:arm64 zlib1g:arm64 libssl-dev:arm64 libgtest-dev:arm64
