@@ -28,6 +28,14 @@ if(OSTDRV_BUILD_TOOLS)
   endif()
 endif()
 
+if(TARGET manual)
+  # A cross build may be without the pages of the commands.
+  set(manual ${PROJECT_BINARY_DIR}/docs/manual)
+  install(DIRECTORY ${manual}/man3 ${manual}/man7 TYPE MAN COMPONENT development)
+  install(DIRECTORY ${manual}/man1 TYPE MAN COMPONENT tools OPTIONAL PATTERN ostdrv-sim.1 EXCLUDE)
+  install(FILES ${manual}/man1/ostdrv-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator OPTIONAL)
+endif()
+
 # Neither of the two that follow names a directory of this machine: they find the installed tree from their own place,
 # so that it can be moved, and the platform is searched for where a program is built.
 set(OSTDRV_ATECC_INCLUDE_SUFFIXES ${OSTDRV_ATECC_NAME} cryptoauthlib)

@@ -5,10 +5,28 @@
  *
  * - Every function does its whole work on the caller's thread and returns. There are no threads and no locks: use each
  *   family from one thread at a time.
- * - Buffers and paths belong to the caller and are lent for the duration of the call, unless a comment says otherwise.
+ * - Buffers and paths belong to the caller and are lent for the duration of the call, unless said otherwise.
  * - Paths and texts are NUL-terminated. Public keys are 64 bytes, the P-256 point X then Y, big-endian, without the
- *   04 prefix. ECDSA signatures are 64 bytes, r then s, big-endian, unless a comment says otherwise.
- * - Nothing is printed and errno carries no promise, unless a comment says otherwise.
+ *   04 prefix. ECDSA signatures are 64 bytes, r then s, big-endian, unless said otherwise.
+ * - Nothing is printed and errno carries no promise, unless said otherwise.
+ *
+ * Files that the library uses besides those that callers name:
+ *
+ *   /sys/class/gpio          GPIO lines
+ *   /sys/class/backlight     lights
+ *   /var/tmp/adc             analog inputs
+ *   /dev/i2c-2               the bus on which an ATECC is looked for
+ *   /mnt/settings/atecc      marker: an ATECC was found
+ *   /mnt/settings/trustx     marker: a Trust X was found
+ *   /proc/device-tree        tpm-i2c-bus, tpm-i2c-address and tpm-use-usb: how the ATECC is reached
+ *   /tmp                     two files while openssl takes a certificate apart
+ *
+ * Commands that the library runs besides those that callers give it, all in the standard shell:
+ *
+ *   /bin/cat, /bin/touch, /bin/rm   read and write the markers
+ *   i2cget                          asks for the ATECC where the device tree speaks of the USB kit
+ *   /usr/bin/openssl                takes certificates apart
+ *   pgrep                           looks for processes
  */
 #ifndef OSTDRV_H
 #define OSTDRV_H
@@ -20,8 +38,8 @@
 #include <stdio.h>
 
 /*
- * Five declarations below have types of the ATECC library: its interface records and certificate definitions. A program
- * that defines OSTDRV_WITHOUT_CRYPTOAUTHLIB before it includes this header does without these five and needs no header
+ * Five declarations have types of the ATECC library: its interface records and certificate definitions. A program that
+ * defines OSTDRV_WITHOUT_CRYPTOAUTHLIB before it includes this header does without these five and needs no header
  * but the C library's. Programs that do not define it may rely on this header for the ATECC library's own.
  */
 #ifndef OSTDRV_WITHOUT_CRYPTOAUTHLIB

@@ -9,7 +9,8 @@ packages_for() {
         demo) echo g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libssl-dev openssl zlib1g-dev diffutils ;;
         build)
             packages_for demo
-            # Besides these the tests run: nm and readelf, script, xargs, pgrep.
+            # Of the manual. Besides these the tests run: nm and readelf, script, xargs, pgrep.
+            echo python3 mandoc
             echo pkg-config libgtest-dev libbenchmark-dev binutils bsdutils findutils procps
             ;;
         clang) echo clang ;;

@@ -13,8 +13,8 @@ configure() {
         ${TOOLCHAIN:+-DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"} >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 }
 configure -S "$SOURCE" -B "$work/build" -DOSTDRV_PLATFORM=device -DCMAKE_PREFIX_PATH="$work/sdk" \
-    -DOSTDRV_KSET_NAME=settings -DOSTDRV_BUILD_TOOLS=OFF -DOSTDRV_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_LIBDIR=lib \
-    -DCMAKE_BUILD_TYPE=Debug
+    -DOSTDRV_KSET_NAME=settings -DOSTDRV_BUILD_TOOLS=OFF -DOSTDRV_BUILD_EXAMPLES=OFF -DOSTDRV_BUILD_MANUAL=OFF \
+    -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_BUILD_TYPE=Debug
 "$CMAKE" --build "$work/build" >"$work/log" || { cat "$work/log"; exit 1; }
 "$CMAKE" --install "$work/build" --prefix "$work/device" >"$work/log"
 test "$(ls "$work/device/include" "$work/device/lib")" = "$work/device/include:

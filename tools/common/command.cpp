@@ -62,6 +62,11 @@ Option &Option::may_be_empty() {
     return *this;
 }
 
+Option &Option::words(const Words &all) {
+    words_ = all;
+    return *this;
+}
+
 bool Option::given() const { return parsed_.count() > 0; }
 
 void Option::check_values() const {
@@ -146,13 +151,13 @@ Option &Command::add_real(const std::string &name, double &target, const std::st
 Option &Command::add_word(const std::string &name, std::string &target, const Words &words,
                           const std::string &description) {
     const auto store = [&target, words](const std::string &value) { target = words[index_of(value, words)]; };
-    return add_value(name, store, description + ": " + joined(words));
+    return add_value(name, store, description + ": " + joined(words)).words(words);
 }
 
 Option &Command::add_choice(const std::string &name, std::size_t &target, const Words &words,
                             const std::string &description) {
     const auto store = [&target, words](const std::string &value) { target = index_of(value, words); };
-    return add_value(name, store, description + ": " + joined(words));
+    return add_value(name, store, description + ": " + joined(words)).words(words);
 }
 
 void Command::require_either(Option &one, Option &other) {
@@ -298,13 +303,6 @@ int Program::guarded(const std::vector<std::string> &arguments) {
     } catch (const std::exception &error) {
         return end(Failure(error.what()), "");
     }
-}
-
-int Program::run(int argc, const char *const *argv) {
-    const int status = guarded({argv + 1, argv + argc});
-    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return status;
-    message(system_failure("cannot write standard output").what());
-    return status == done ? failed : status;
 }
 
 }  // namespace ostdrv::tool

@@ -31,6 +31,8 @@ class Option;
 
 namespace ostdrv::tool {
 
+struct Field;
+
 // An option such as "-o,--out", or an argument such as "FILE".
 class Option {
  public:
@@ -55,12 +57,15 @@ class Option {
     CLI::Option &parsed_;
     std::string name_;  // as the user writes it: "--out", "FILE"
     Store store_;
+    Words words_;  // what the value is one of
     bool repeatable_ = false, may_be_empty_ = false;
 
     Option(CLI::Option &parsed, const std::string &names, Store store);
+    Option &words(const Words &all);
     void check_values() const;
     void check_others() const;
     void store() const;
+    std::vector<Field> description() const;
 };
 
 class Command {
@@ -145,6 +150,8 @@ class Command {
     std::string full_name() const;
     Words command_names() const;
     Words option_names() const;
+    // Everything that was added, for describe.cpp.
+    std::vector<Field> description() const;
 };
 
 // A whole program. Its version and platform are compiled in.
@@ -153,7 +160,8 @@ class Program : public Command {
     Program(const std::string &name, const std::string &description);
     ~Program();
 
-    // Parses, checks, runs the action, and turns every outcome into an exit status.
+    // Parses, checks, runs the action, and turns every outcome into an exit status. A program that is linked with
+    // describe.cpp prints what it is made of instead, as JSON: its manual and its completions are made from that.
     int run(int argc, const char *const *argv);
 
  private:

@@ -28,18 +28,18 @@ void print_line(std::string_view text) {
     std::fputc('\n', stdout);
 }
 
-std::string dump(const Record &record, int indentation) {
+}  // namespace
+
+std::string json_of(const Record &record, int indentation) {
     return to_json(record).dump(indentation, ' ', false, Json::error_handler_t::replace);
 }
 
-}  // namespace
-
 void Output::add_to(Command &command) { command.add_flag("--json", json_, "Print JSON"); }
 
-void Output::print(const Record &record, std::string_view text) const { print_line(json_ ? dump(record, 2) : text); }
+void Output::print(const Record &record, std::string_view text) const { print_line(json_ ? json_of(record, 2) : text); }
 
 void Output::print_next(const Record &record, std::string_view text) const {
-    print_line(json_ ? dump(record, -1) : text);
+    print_line(json_ ? json_of(record, -1) : text);
     std::fflush(stdout);
 }
 

@@ -46,6 +46,9 @@ inline Value::Value(std::vector<Record> records) : variant(std::move(records)) {
 template <std::integral Number>
 Value::Value(Number number) : variant(static_cast<std::int64_t>(number)) {}
 
+// Indented, or with -1 on one line.
+std::string json_of(const Record &record, int indentation);
+
 class Output {
  public:
     // Adds --json.

@@ -95,7 +95,7 @@ void add_analog(Command &program) {
     adc.action([] { repeatedly(options.repeat, sample); });
 
     Command &temp = program.add_command("temp", "Print a temperature in degrees Celsius");
-    Option &ntc = temp.add_number("--ntc", options.ntc_channel, "A thermistor on this ADC channel", 0);
+    Option &ntc = temp.add_number("--ntc", options.ntc_channel, "A thermistor on this ADC channel", 0).form("CHANNEL");
     Option &sysfs = temp.add_text("--sysfs", options.sysfs, "An attribute in millidegrees").form("PATH");
     temp.require_either(ntc, sysfs);
     add_thermistor(temp, options.ntc);

@@ -83,7 +83,7 @@ void led() {
 
 void add_lights(Command &program) {
     Command &pwm_command = program.add_command("pwm", "Print or set the duty cycle of a light, in percent");
-    pwm_command.add_text("NAME", options.name, "Backlight device, such as \"panel\"").required();
+    pwm_command.add_text("LIGHT", options.name, "Backlight device, such as \"panel\"").required();
     const Option &percent = pwm_command.add_number("PERCENT", options.percent, "Set it to this", 0, 100);
     options.output.add_to(pwm_command);
     pwm_command.examples({"ostdrv pwm panel", "ostdrv pwm panel 50"});
