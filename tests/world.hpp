@@ -10,9 +10,12 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "attributes.hpp"
 #include "board.hpp"
 #include "core/fault_plan.hpp"
 #include "core/live_blocks.hpp"
@@ -36,6 +39,9 @@ inline std::ostream &operator<<(std::ostream &out, const Remains &r) {
 // Under a sanitizer the allocator is the sanitizer's, which finds leaks itself; kos_mem_alloc can fail everywhere.
 inline constexpr bool allocations_can_fail = OSTDRV_ALLOCATIONS_CAN_FAIL;
 
+// What stands below a directory, by path: a file's content, nothing for a directory.
+using Files = std::map<std::string, std::optional<std::string>>;
+
 class World : public testing::Test {
     TemporaryDirectory directory_;
 
@@ -57,6 +63,29 @@ class World : public testing::Test {
     bool exists(const std::string &name) const {
         sim::Unseen unseen;
         return std::filesystem::exists(path(name));
+    }
+
+    // The board and the test's own files, and the way back to them: only what differs is written.
+    Files keep() const {
+        sim::Unseen unseen;
+        Files files;
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(directory_.path())) {
+            std::optional<std::string> &content = files[entry.path()];
+            if (!entry.is_directory()) content = sim::content_of(entry.path());
+        }
+        return files;
+    }
+    void restore(const Files &kept) const {
+        sim::Unseen unseen;
+        const Files now = keep();
+        for (const auto &[name, content] : now)
+            if (!kept.contains(name)) std::filesystem::remove_all(name);
+        for (const auto &[name, content] : kept) {
+            const auto found = now.find(name);
+            if (found != now.end() && found->second == content) continue;
+            content ? void(std::ofstream(name, std::ios::binary) << *content)
+                    : void(std::filesystem::create_directory(name));
+        }
     }
 
     Remains remains() const {

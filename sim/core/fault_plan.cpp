@@ -43,9 +43,10 @@ void Plan::take_environment() {
     fault.kinds = static_cast<unsigned>(CallKind::system) | static_cast<unsigned>(CallKind::platform);
     fault.nth = std::strtoul(colon + 1, nullptr, 10);
     fault.lasting = what == "fail-from";
-    fault.kill = what == "kill";
-    if (fault.kill) fault.kinds = power_cut_kinds;
-    if (fault.nth == 0 || (what != "fail" && !fault.lasting && !fault.kill)) return;
+    const bool kill = what == "kill";
+    if (kill) fault.kinds = power_cut_kinds;
+    fault.signal = kill ? SIGKILL : 0;
+    if (fault.nth == 0 || (what != "fail" && !fault.lasting && !kill)) return;
     faults.push_back({std::move(fault)});
     fault_plan::active = true;
 }
@@ -166,8 +167,9 @@ void Call::decide(CallKind kind, const char *name, std::string_view arguments) {
         if (!matches(fault, kind, name)) continue;
         ++planned.matched;
         if (planned.matched != fault.nth && !(fault.lasting && planned.matched > fault.nth)) continue;
-        if (fault.kill) std::raise(SIGKILL);
+        if (fault.signal) std::raise(fault.signal);
         ++p.injected;
+        if (fault.signal) continue;
         fails_ = true;
         has_result_ = fault.has_result;
         result_ = fault.result;

@@ -27,7 +27,8 @@ struct Fault {
     unsigned kinds = every_kind;
     std::size_t nth = 1;      // the first matching call that is picked, counted from 1
     bool lasting = false;     // and every matching one after it
-    bool kill = false;        // instead of failing, the process ends at once as if its power were cut
+    int signal = 0;           // instead of failing, the process gets this: SIGKILL ends it at once as if its power were
+                              // cut, SIGSTOP holds it where it is, with everything on the board that a cut would leave
     bool has_result = false;  // the picked call returns `result` instead of its usual failure
     long result = 0;
     int error = 5;  // errno of the picked call (EIO)

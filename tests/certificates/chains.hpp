@@ -38,7 +38,7 @@ class AteccChain : public World {
 
     void SetUp() override { start(false); }
     void start(bool usb) {
-        board.fit({.chip = "atecc608a", .usb = usb, .shell = "bash"});
+        board.fit({.chip = "atecc608a", .usb = usb, .shell = usb ? "bash" : sim::host_shell});
         board.put("/mnt/settings/atecc", "");
         ASSERT_EQ(tpm_init_device(), 0);
         ASSERT_EQ(tpm_init_config(nullptr), 0);

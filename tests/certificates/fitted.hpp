@@ -31,7 +31,7 @@ class Chain : public World {
     void fit(Fitted fitted) {
         const bool trustx = fitted == Fitted::trustx,
                    usb = fitted == Fitted::layout_0_usb || fitted == Fitted::layout_1_usb;
-        board.fit({.chip = trustx ? "trustx" : "atecc608a", .usb = usb, .shell = "bash"});
+        board.fit({.chip = trustx ? "trustx" : "atecc608a", .usb = usb, .shell = usb ? "bash" : sim::host_shell});
         board.put(trustx ? "/mnt/settings/trustx" : "/mnt/settings/atecc", "");
         ASSERT_EQ(tpm_init_device(), 0);
         if (fitted == Fitted::blank_atecc) return;

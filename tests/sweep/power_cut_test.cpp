@@ -1,5 +1,5 @@
-// Cuts a factory line's power at every chip command and every system call, on each chip, layout and bus, and runs the
-// line again: the device gets its identity, whatever the cut left behind.
+// Finds out what a power cut at every chip command and every system call of a factory line leaves behind, on each chip,
+// layout and bus, and runs the line again from there: the device gets its identity.
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstring>
 #include <map>
-#include <set>
 
 #include "certificates/authority.hpp"
 #include "secure_element/chips.hpp"
@@ -39,7 +38,7 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
     const bool on_trustx = GetParam().chip == "trustx";
 
     void SetUp() override {
-        board.fit({.chip = GetParam().chip, .usb = GetParam().usb, .shell = "bash"});
+        board.fit({.chip = GetParam().chip, .usb = GetParam().usb, .shell = GetParam().usb ? "bash" : sim::host_shell});
         if (GetParam().usb) board.put("/mnt/settings/atecc", "");  // nothing answers on I2C there
         if (GetParam().layout == 0) store_serial_of_layout_0();
         fs::create_directory(path("line"));
@@ -48,8 +47,9 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
         put("line/signercert.cert", pem_of(root.issue(signer, {.authority = true})));
     }
 
-    // Runs a station in a process of its own: how it ended, as an exit status or a negative signal.
-    int station(const char *name, std::size_t cut_at = 0) {
+    // Runs a station in a process of its own, stopped at each call for whoever looks at what a cut there would leave:
+    // how it ended, as an exit status or a negative signal.
+    int station(const char *name, const std::function<void()> &look = {}) {
         const std::string directory = path("line"), log = path("log");
         const pid_t process = fork();
         if (process == 0) {
@@ -57,18 +57,21 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
             dup2(output, STDOUT_FILENO);
             dup2(output, STDERR_FILENO);
             const char *arguments[] = {"factory_line", name, directory.c_str(), serial};
-            if (cut_at) {
+            if (look) {
                 sim::fault_plan::start();
                 // What reads leaves nothing behind: a cut there is one at the call after it.
                 sim::fault_plan::add({.except = {"access", "fgets", "fread", "read"},
                                       .kinds = sim::power_cut_kinds,
-                                      .nth = cut_at,
-                                      .kill = true});
+                                      .lasting = true,
+                                      .signal = SIGSTOP});
             }
             _exit(factory_line(4, const_cast<char **>(arguments)));
         }
         int status = 0;
-        waitpid(process, &status, 0);
+        while (waitpid(process, &status, WUNTRACED) == process && WIFSTOPPED(status)) {
+            look();
+            kill(process, SIGCONT);
+        }
         return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
     }
 
@@ -93,47 +96,27 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
         ASSERT_TRUE(key && std::equal(key->begin(), key->end(), certificate.data() + parts_of(certificate).key_offset));
     }
 
-    // Copies board and line to or from a place of that name.
-    void keep(const std::string &name) const { copy_into(path(name), ""); }
-    void restore(const std::string &name) const { copy_into(path(""), name + "/"); }
-
-    // Everything that outlives a cut.
-    std::string what_is_left() {
-        std::map<std::string, std::string> files;
-        for (const char *part : {"board", "line"})
-            for (const auto &entry : fs::recursive_directory_iterator(path(part)))
-                if (entry.is_regular_file()) files[entry.path()] = get(fs::relative(entry.path(), path("")));
-        std::string all;
-        for (const auto &[name, content] : files) all += name + '\0' + content + '\0';
-        return all;
-    }
-
-    void cut_everywhere(const char *name, const char *before) {
-        std::set<std::string> states;
+    void cut_everywhere(const char *name) {
+        std::map<Files, std::size_t> states;
         std::size_t cuts = 0;
-        for (;; ++cuts) {
-            restore(before);
-            const int end = station(name, cuts + 1);
-            if (end == 0) break;
-            ASSERT_EQ(end, -SIGKILL) << get("log");
-            SCOPED_TRACE(std::string(name) + ", cut " + std::to_string(cuts + 1));
-            if (states.insert(what_is_left()).second) run_the_line();
+        const auto look = [&] {
+            Files left = keep();
+            left.erase(path("log"));  // what the station said
+            states.emplace(left, ++cuts);
+        };
+        ASSERT_EQ(station(name, look), 0) << get("log");
+        EXPECT_GT(cuts, 10u);
+        for (const auto &[left, cut] : states) {
+            SCOPED_TRACE(std::string(name) + ", cut " + std::to_string(cut));
+            restore(left);
+            run_the_line();
             if (HasFatalFailure()) return;
         }
-        EXPECT_GT(cuts, 10u);
         std::cout << name << ": " << cuts << " power cuts left " << states.size() << " states, all finished\n";
     }
 
  private:
     static constexpr std::ptrdiff_t key_at = 85;
-
-    void copy_into(const fs::path &to, const std::string &from) const {
-        for (const char *part : {"board", "line"}) {
-            fs::remove_all(to / part);
-            fs::create_directories(to);
-            fs::copy(path(from + part), to / part, fs::copy_options::recursive);
-        }
-    }
 
     void store_serial_of_layout_0() {
         change<AteccState>([](AteccState &chip) {
@@ -145,13 +128,12 @@ class PowerCut : public World, public testing::WithParamInterface<Line> {
 };
 
 TEST_P(PowerCut, TheLineFinishesAfterwards) {
-    keep("blank");
-    cut_everywhere("request", "blank");
-    restore("blank");
+    const Files blank = keep();
+    cut_everywhere("request");
+    restore(blank);
     ASSERT_EQ(station("request"), 0) << get("log");
     answer_request();
-    keep("answered");
-    cut_everywhere("finish", "answered");
+    cut_everywhere("finish");
 }
 
 TEST_P(PowerCut, WhatIsWrongForGoodIsSaid) {

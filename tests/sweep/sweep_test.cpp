@@ -326,15 +326,13 @@ class Sweep : public Stage, public testing::WithParamInterface<Scenario> {
         ASSERT_NE(payload = x_sensor_eeprom_payload_init(), nullptr);
         fill_payload();
         ASSERT_EQ(quiet([&] { return test::eeprom(*this, x_sensor_eeprom_store, payload); }), 0);
-        // Everything that one run changes is put back before the next.
-        sim::Unseen unseen;
-        fs::create_directories(path("snapshot"));
-        fs::copy(board.root(), path("snapshot/board"), fs::copy_options::recursive);
-        fs::copy(eeprom, path("snapshot/eeprom"));
+        fresh_ = keep();
     }
 
     int run(const sim::Fault *fault = nullptr) {
-        restore();
+        restore(fresh_);
+        output.fill(untouched);
+        fill_payload();
         return quiet([&] {
             sim::fault_plan::start();
             if (fault) sim::fault_plan::add(*fault);
@@ -360,6 +358,8 @@ class Sweep : public Stage, public testing::WithParamInterface<Scenario> {
     }
 
  private:
+    Files fresh_;
+
     template <typename Action>
     static int quiet(Action action) {
         testing::internal::CaptureStdout();
@@ -373,15 +373,6 @@ class Sweep : public Stage, public testing::WithParamInterface<Scenario> {
     static void empty(const fs::path &directory) {
         sim::Unseen unseen;
         for (const auto &entry : fs::directory_iterator(directory)) fs::remove(entry);
-    }
-
-    void restore() {
-        sim::Unseen unseen;
-        fs::remove_all(board.root());
-        fs::copy(path("snapshot/board"), board.root(), fs::copy_options::recursive);
-        fs::copy_file(path("snapshot/eeprom"), eeprom, fs::copy_options::overwrite_existing);
-        output.fill(untouched);
-        fill_payload();
     }
 
     void judge(int status, const std::string &failed) {
