@@ -100,6 +100,10 @@ void make_gpio_class(int lines) {
         const auto file = board_path(std::string(class_directory) + attribute);
         if (!fs::exists(*file)) replace_content(*file, "");
     }
+    const std::string controller = std::string(class_directory) + "/gpiochip0/";
+    set_attribute(controller + "base", "0");
+    set_attribute(controller + "label", "board");
+    set_attribute(controller + "ngpio", std::to_string(lines));
     std::error_code error;
     for (const auto &entry : fs::directory_iterator(*board_path(class_directory)))
         if (const auto found =

@@ -56,7 +56,7 @@ done
 expect 0 'OSTDRV' env OSTDRV_SIM_ROOT="$board" HOME=/nonexistent "$sim" -- sh -c 'echo OSTDRV; test -e /proc/device-tree/tpm-i2c-bus'
 
 # Help, version, bad usage
-for command in '' info provision key 'key sign' serial 'serial set' csr cert 'cert save' slot 'slot write'; do
+for command in '' info doctor provision key 'key sign' serial 'serial set' csr cert 'cert save' slot 'slot write'; do
     expect 0 'Usage: ' "$tool" $command --help
     expect 0 '^ostdrv [0-9]+\.[0-9]+\.[0-9]+ \(sim\)$' "$tool" $command -v
 done
@@ -248,5 +248,65 @@ expect 0 '"object": "0xE0E1",.*"length": 8' ostdrv info --json
 expect 1 '1025 bytes do not fit' ostdrv slot write 0xE0E1 --hex "$(printf '00%.0s' {1..1025})"
 expect 0 '^$' ostdrv slot lock 0xE0E1 -y
 expect 1 'object 0xE0E1: the slot is locked' ostdrv slot write 0xE0E1 message
+
+# The doctor, around the chip. It decides nothing and leaves nothing.
+board=examined
+fs=$board/fs settings=$board/fs/mnt/settings tree=$board/fs/proc/device-tree
+# finds STATUS STATE CHECK PATTERN [FAMILIES]
+finds() { expect $1 "(^|"$'\n'")$2 +$3 +$4" ostdrv doctor ${5-chip cert}; }
+cell() { printf "$2" > "$tree/tpm-$1"; }
+launcher --chip atecc608a > made
+finds 0 ok shell.pgrep 'pgrep finds' ''
+finds 0 ok chip.answer 'something answers at I2C bus 2, address 0x60: the first program'
+finds 0 ok cert.openssl '/usr/bin/openssl'
+finds 0 ok cert.tmp '/tmp can'
+expect 0 'marker: none' launcher
+for place in '\0\0:has 2 bytes: less than a cell' '\0\0\1\0:holds 256, more than 255'; do
+    cell i2c-bus "${place%%:*}"
+    finds 1 fault chip.place ".*tpm-i2c-bus ${place#*:}"
+done
+cell i2c-bus '\0\0\0\3'
+finds 1 ok chip.place 'an ATECC is expected at I2C bus 3'
+finds 1 fault chip.answer '.* bus 2, address 0x60, and is then driven at I2C bus 3'
+launcher --silent > made
+finds 1 fault chip.answer '.*where the first program looks: it takes the chip for a Trust X'
+cell i2c-bus '\0\0\0\2'
+finds 0 absent chip.answer 'nothing answers at I2C bus 2, address 0x60 \(Remote I/O error\): the first'
+launcher --marker atecc > made
+finds 1 fault chip.answer 'nothing answers .*with a Trust X instead, remove /mnt/settings/atecc'
+launcher --marker trustx --answering > made
+finds 1 fault chip.answer '.*but the marker says Trust X'
+finds 1 fault cert.openssl 'openssl is not asked for'
+touch $settings/atecc
+finds 1 fault chip.settings 'there are both markers'
+rm -r $settings/* && chmod 500 $settings
+[[ $(id -u) != 0 ]] || expect 1 'fault +chip.settings +cannot write in /mnt/settings: Permission' launcher -- \
+    setpriv --bounding-set=-dac_override,-dac_read_search "$tool" doctor chip
+chmod 700 $settings && rm $fs/dev/i2c-2
+finds 1 fault chip.bus 'cannot open /dev/i2c-2: No such'
+rm $tree/*
+finds 0 absent chip.place 'there is no marker .* no /dev/i2c-2' ''
+finds 1 fault chip.place 'there is no marker'
+expect 0 '' launcher --reset --usb --shell bash
+finds 0 ok chip.usb_kit 'i2cget decides'
+finds 0 absent chip.answer 'nothing answers at I2C bus 2'
+launcher --shell dash > made
+finds 1 fault chip.usb_kit ".*: the USB kit is never taken"
+# A shell in which a command is missing, or that is missing itself.
+for missing in 'command -v i2cget:chip.usb_kit' 'openssl:cert.openssl' 'command -v pgrep:shell.pgrep' 'pgrep -xl:shell.pgrep'; do
+    printf '#!/bin/bash\n[[ $* != *"%s"* ]] || exit 127\nexec /bin/bash "$@"\n' "${missing%:*}" > shell
+    chmod +x shell
+    launcher --shell "$PWD/shell" > made
+    finds 1 fault ${missing#*:} '' 'shell chip cert'
+done
+rm shell
+finds 1 fault shell.sh '/bin/sh does not run' shell
+launcher --reset --i2c --shell /bin/sh > made
+# What lies outside the board is hidden from it where that is allowed.
+hiding() { unshare -rm sh -c "mount --bind $1 && $2 exec \"\$@\"" - "$sim" --root "$board" -- "$tool" doctor chip cert; }
+if unshare -rm mount --bind /dev/null /bin/touch 2> /dev/null; then
+    expect 1 'fault +chip.commands +there is no /bin/touch:' hiding '/dev/null /bin/touch' ''
+    expect 1 'fault +cert.tmp +cannot write in /tmp: Read-only' hiding '/tmp /tmp' 'mount -o remount,bind,ro /tmp &&'
+fi
 
 ((failures == 0))

@@ -117,6 +117,61 @@ $sim --led -- "$2" led blue 50
 expect 127 $sim attribute /sys/class/leds/blue/brightness
 $sim | grep -qx 'led: red 0, green 0, blue 127'
 
+# What a board lacks is found. What is taken away for one look, the launcher puts back for the next.
+limited=
+[ "$(id -u)" != 0 ] || limited='setpriv --bounding-set=-dac_override,-dac_read_search'
+tool=$2
+finds() {  # STATUS STATE CHECK PATTERN "ARGUMENTS" [DAMAGE]
+    $sim -- $limited sh -c "cd '$root/board/fs' && ${6-:} && exec '$tool' doctor $5" >"$root/found" 2>&1 && status=0 ||
+        status=$?
+    [ $status = $1 ] && grep -Eq "^$2 +$3 +$4" "$root/found" && return
+    echo "doctor $5 after '${6-}': status $status, not $1 and '$2 $3 $4'"
+    cat "$root/found"
+    exit 1
+}
+gpio=sys/class/gpio light=sys/class/backlight/red
+finds 0 ok gpio.controller 'lines 0 to 31' gpio
+$sim adc 4 0
+finds 0 ok gpio.exported '0, 1, .* can be used' ''
+finds 0 absent gpio.class 'there is no /sys/class/gpio/export' '' "rm -r $gpio"
+finds 1 fault gpio.class 'there is no /sys/class/gpio/export' gpio "rm -r $gpio"
+finds 1 fault gpio.class '.*Permission denied; it is .*, mode 0400' '' "chmod 400 $gpio/export"
+chmod 600 "$root/board/fs/$gpio/export"
+finds 1 fault gpio.controller 'no controller' '' "rm -r $gpio/gpiochip0"
+expect '3=0' $ostdrv gpio get 3
+finds 1 fault gpio.exported 'cannot open /sys/class/gpio/gpio3/edge: Permission' gpio "chmod 400 $gpio/gpio3/edge"
+chmod 600 "$root/board/fs/$gpio/gpio3/edge"
+finds 0 ok adc.channels 'channels 0, 1' 'adc pwm'
+finds 0 absent adc.directory 'there is no /var/tmp/adc' '' 'rm -r var/tmp/adc'
+finds 1 fault adc.directory '.*a link to what is not there' '' 'rm -r var/tmp/adc; ln -s nowhere var/tmp/adc'
+rm "$root/board/fs/var/tmp/adc"
+finds 1 fault adc.channels 'there is no in_volt' adc 'rm var/tmp/adc/*'
+finds 1 fault adc.channels '.*adc/in_voltage3_raw holds no number' adc 'echo x >var/tmp/adc/in_voltage3_raw'
+$sim adc 3 2048
+finds 1 fault adc.channels 'no answer within 3 s' adc 'rm var/tmp/adc/*; mkfifo var/tmp/adc/in_voltage3_raw'
+rm "$root/board/fs/var/tmp/adc/in_voltage3_raw"
+finds 0 ok pwm.lights 'each' pwm
+finds 1 fault pwm.class 'there is no light' pwm 'rm -r sys/class/backlight'
+finds 1 fault pwm.lights '.*takes 0 to 100, the lib' '' "echo 100 >$light/max_brightness"
+echo 255 >"$root/board/fs/$light/max_brightness"
+finds 1 fault pwm.lights 'cannot open .*red/brightness' pwm "rm $light/brightness"
+finds 1 fault pwm.lights '.* more than 31' pwm "mv $light sys/class/backlight/12345678901234567890123456789012"
+head -c 4096 /dev/zero >"$root/eeprom"
+finds 0 ok eeprom.header 'its header can' "--eeprom $root/eeprom"
+finds 0 ok gpio.class '' "--eeprom $root/eeprom"
+finds 0 absent eeprom.file 'none was named' ''
+finds 1 fault eeprom.file 'cannot open .*Permission' "--eeprom $root/eeprom eeprom" "chmod 400 '$root/eeprom'"
+chmod 600 "$root/eeprom" && : >"$root/eeprom"
+finds 1 fault eeprom.file '.* has 0 bytes' "--eeprom $root/eeprom"
+finds 1 fault eeprom.file '.*Is a directory' "--eeprom $root"
+"$2" doctor gpio --json 2>&1 | grep -q '^{"family":"gpio","check":"class","state":"fault","found":"there.*","to_do":"a kernel'
+$ostdrv doctor gpio --json | grep -q '"state":"ok","found":".*","to_do":null}$'
+"$2" doctor 2>&1 | grep -q "there is nothing of a board here.*'ostdrv-sim"
+for wrong in gpoi eeprom '--eeprom='; do
+    "$2" doctor $wrong 2>/dev/null && exit 1
+    [ $? = 2 ] || { echo "doctor $wrong is not refused"; exit 1; }
+done
+
 "$4" >"$root/shell"
 for line in 'exit 3:   exit status 3' 'output:   kernel' 'cat:      exit status 1' 'started:  yes' 'ended:    yes'; do
     grep -q "$line" "$root/shell" || { echo "missing: $line"; exit 1; }

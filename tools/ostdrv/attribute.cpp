@@ -2,8 +2,10 @@
 
 #include <ostdrv.h>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <filesystem>
 
 #include "error.hpp"
 #include "files.hpp"
@@ -29,6 +31,30 @@ void require_number(const std::string &path) {
     const std::errc error = std::from_chars(start, end, number).ec;
     if (error == std::errc::result_out_of_range) throw Failure(path + " holds a number that is too large");
     if (error != std::errc()) throw Failure(path + " holds no number");
+}
+
+Words names_in(const std::string &directory, const std::string &start, const std::string &end) {
+    Words names;
+    std::error_code error;
+    for (const auto &entry : std::filesystem::directory_iterator(directory, error)) {
+        const std::string name = entry.path().filename();
+        if (name.size() > start.size() + end.size() && name.starts_with(start) && name.ends_with(end))
+            names.push_back(name);
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
+std::vector<int> numbers_in(const std::string &directory, const std::string &start, const std::string &end) {
+    std::vector<int> numbers;
+    for (const std::string &name : names_in(directory, start, end)) {
+        const char *const last = name.data() + name.size() - end.size();
+        int number = 0;
+        const auto [stop, error] = std::from_chars(name.data() + start.size(), last, number);
+        if (error == std::errc() && stop == last) numbers.push_back(number);
+    }
+    std::ranges::sort(numbers);
+    return numbers;
 }
 
 std::string missing_hint(const std::string &directory) {

@@ -7,6 +7,7 @@
 namespace ostdrv::tool {
 
 void add_info(Command &program);
+void add_doctor(Command &program);
 void add_provision(Command &program);
 void add_key(Command &program);
 void add_serial(Command &program);

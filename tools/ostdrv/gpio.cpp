@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 
+#include "attribute.hpp"
 #include "families.hpp"
 #include "gpio_line.hpp"
 #include "output.hpp"
@@ -137,22 +137,10 @@ void unexport() {
     for (const int line : lines) require_line("unexport", line, [line] { return unexport_line(line); });
 }
 
-std::vector<int> exported_lines() {
-    std::vector<int> lines;
-    for (const auto &entry : std::filesystem::directory_iterator("/sys/class/gpio")) {
-        const std::string name = entry.path().filename();
-        // Beside the lines there are gpiochips, export and unexport.
-        if (name.starts_with("gpio") && name.find_first_not_of("0123456789", 4) == std::string::npos)
-            lines.push_back(static_cast<int>(parse_number(name.substr(4), 0, std::numeric_limits<int>::max())));
-    }
-    std::ranges::sort(lines);
-    return lines;
-}
-
 // A line may lack attributes: without an interrupt it has no edge, and some cannot change their direction.
 void list() {
     if (const std::string missing = missing_class(); !missing.empty()) throw Failure("cannot list lines: " + missing);
-    for (const int line : exported_lines()) {
+    for (const int line : numbers_in("/sys/class/gpio", "gpio")) {
         Record record{{"line", line}};
         std::string text = std::to_string(line) + ":";
         for (const Setting *const setting : {&direction, &value, &edge, &polarity}) {

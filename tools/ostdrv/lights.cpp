@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 
 #include "attribute.hpp"
 #include "families.hpp"
@@ -26,15 +25,6 @@ struct Options {
 constexpr char light_class[] = "/sys/class/backlight";
 constexpr std::size_t longest_name = 31;
 
-Words lights() {
-    Words names;
-    std::error_code error;
-    for (const auto &entry : std::filesystem::directory_iterator(light_class, error))
-        names.push_back(entry.path().filename());
-    std::ranges::sort(names);
-    return names;
-}
-
 // Its name is a directory's.
 void check_name() {
     const std::string &name = options.name;
@@ -46,7 +36,7 @@ Failure light_failure(const std::string &verb) {
     const int error = errno;
     const std::string directory = light_class + ("/" + options.name), what = "cannot " + verb + " light ";
     if (x_sysfs_exists(directory.c_str()) != 0) {
-        const Words names = lights();
+        const Words names = names_in(light_class);
         const std::string fitted = names.empty() ? "" : "; there are " + joined(names);
         return Failure(what + options.name + ": there is no " + directory + fitted + suggestion(options.name, names) +
                        missing_hint(light_class));

@@ -11,6 +11,7 @@ int main(int argc, char **argv) {
         "input or output. Numbers are decimal or 0x hexadecimal. What cannot be undone asks at the terminal, or wants\n"
         "--yes.");
     add_info(program);
+    add_doctor(program);
     add_provision(program);
     add_key(program);
     add_serial(program);
