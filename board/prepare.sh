@@ -73,7 +73,7 @@ prepare_programs() {
 arm_programs() {
     local arm=$source/build/aarch64 ours=$built/ours sdk=$built/sdk program component
     [[ -f $arm/build.ninja ]] || (cd "$source" && cmake --preset aarch64) > "$log" 2>&1 || return
-    cmake --build "$arm" --target ostdrv ostdrv_tool sim/all board_bridge board_checks \
+    cmake --build "$arm" --target ostdrv ostdrv_tool ostdrv-sim sim/all board_bridge board_checks \
         example_edge_wait_16 example_factory_line example_shell_commands > "$log" 2>&1 || return
     rm -rf "$ours" "$sdk"
     for component in runtime simulator development; do

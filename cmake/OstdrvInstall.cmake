@@ -29,9 +29,9 @@ if(OSTDRV_BUILD_TOOLS)
 endif()
 
 if(TARGET manual)
-  # A cross build may be without the pages of the commands.
+  # A cross build may be without the pages of the commands, the virtual board's is without all.
   set(manual ${PROJECT_BINARY_DIR}/docs/manual)
-  install(DIRECTORY ${manual}/man3 ${manual}/man7 TYPE MAN COMPONENT development)
+  install(DIRECTORY ${manual}/man3 ${manual}/man7 TYPE MAN COMPONENT development OPTIONAL)
   install(DIRECTORY ${manual}/man1 TYPE MAN COMPONENT tools OPTIONAL PATTERN ostdrv-sim.1 EXCLUDE)
   install(FILES ${manual}/man1/ostdrv-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator OPTIONAL)
 endif()
