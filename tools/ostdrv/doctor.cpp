@@ -134,7 +134,7 @@ void add_doctor(Command &program) {
     command.footer(
         "Without FAMILY all families are looked for, and a board may do without any of them: what it has not is "
         "absent.\n"
-        "A fault makes the exit status 1. Each check has 3 seconds.");
+        "A fault makes the exit status 1. Each check has 3 seconds. docs/bring-up.md tells the whole.");
     command.action(examine_all);
 }
 

@@ -137,7 +137,7 @@ Finding look_for_answer() {
 
 Finding look_for_usb_kit() {
     if (!may_be_on_usb_kit())
-        return absent("i2cget is not asked for: the device tree has no tpm-use-usb",
+        return absent("i2cget is not asked for: tpm-use-usb is not set in the device tree",
                       "nothing, unless there is a USB kit");
     if (!runs_in_shell("command -v i2cget"))
         return fault("there is no i2cget in the PATH: the USB kit is always taken", "i2c-tools in the image");

@@ -52,7 +52,7 @@ Finding look_for_openssl() {
 
 Finding look_for_scratch_directory() {
     if (access("/tmp", W_OK | X_OK) != 0)
-        return fault(system_failure("cannot write in /tmp").what(), "a /tmp of mode 1777, or PrivateTmp=yes");
+        return fault(system_failure("cannot write in /tmp").what(), "a /tmp of mode 1777, or one of the service's own");
     struct statvfs room = {};
     if (statvfs("/tmp", &room) == 0 && room.f_bavail == 0)
         return fault("/tmp is full", "room for two files of a few kilobytes");
