@@ -1,14 +1,12 @@
-// A real certificate authority in the test's hands: keys and certificates made and checked by libcrypto.
+// A certificate authority in the test's hands: certificates of any size and shape, and what libcrypto thinks of a
+// request.
 #ifndef OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
 #define OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
 
 #include <cstddef>
-#include <memory>
 #include <string>
 
 #include "core/crypto.hpp"
-
-struct evp_pkey_st;
 
 namespace ostdrv::test {
 
@@ -17,8 +15,8 @@ using sim::PublicKey;
 
 // What a test wants of a certificate, as far as it cares.
 struct Wishes {
-    bool extensions = true;    // basicConstraints, key usage and key identifiers, or none at all
-    bool authority = false;    // basicConstraints says that the subject may issue certificates itself
+    bool extensions = true;    // basicConstraints and key usage, or none at all
+    bool authority = false;    // they say that the subject may issue certificates itself
     std::size_t tbs_size = 0;  // of the whole TBSCertificate element; reached by padding, 0: as it comes
     std::size_t r_length = 0;  // content bytes of the signature's INTEGERs: 33 when the top bit is set, 32, or 31
     std::size_t s_length = 0;  // for a short one; reached by signing again and again, 0: as they come
@@ -40,7 +38,7 @@ class Authority {
 
  private:
     std::string name_;
-    std::shared_ptr<evp_pkey_st> key_;
+    sim::PrivateKey key_;
 };
 
 // One line of 64 characters after another, LF line ends, as the openssl command writes it.

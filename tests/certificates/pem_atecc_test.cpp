@@ -1,4 +1,4 @@
-#include "certificates/chains.hpp"
+#include "certificates/chain.hpp"
 
 namespace ostdrv::test {
 namespace {

@@ -1,6 +1,7 @@
+// The record of the serial number, and the table of operations that its last byte chooses.
 #include <cstring>
 
-#include "certificates/chains.hpp"
+#include "certificates/chain.hpp"
 
 namespace ostdrv::test {
 namespace {
@@ -48,7 +49,23 @@ TEST_F(ProvisionedAtecc, ReadingGivesAsManyBytesAsWantedAndATerminator) {
     EXPECT_STREQ(serial, "") << "an empty text after a failed read";
 }
 
-TEST_F(TrustxWorld, TheRecordLivesInItsOwnObject) {
+TEST_F(ProvisionedAtecc, EntryPointsForwardToTheTableOfTheStoredVersion) {
+    EXPECT_EQ(g_tpm_cert_api, nullptr);
+    for (const uint8_t version : {uint8_t{0}, uint8_t{2}, uint8_t{255}}) {
+        change<AteccState>([&](AteccState &chip) { chip.slot(7)[35] = version; });
+        EXPECT_EQ(tpm_cert_export_signer_cert(path("x").c_str()), 14) << "no such operation";
+        EXPECT_EQ(tpm_cert_export_device_cert(path("x").c_str()), 14);
+        EXPECT_EQ(g_tpm_cert_api, &tpm_cert_api_impl_0);
+    }
+    ASSERT_EQ(set_serial("ABC"), 0);
+    tpm_cert_api_impl_1.lock_signer_cert = [] { return 27; };
+    EXPECT_EQ(tpm_cert_lock_signer_cert(), 27);
+    EXPECT_EQ(g_tpm_cert_api, &tpm_cert_api_impl_1);
+    EXPECT_EQ(with_fault({.name = "atcab_read_bytes_zone"}, tpm_cert_lock_signer_cert), 13);
+    EXPECT_EQ(g_tpm_cert_api, nullptr);
+}
+
+TEST_F(Trustx, TheRecordLivesInItsOwnObject) {
     EXPECT_EQ(set_serial("ABC"), 0);
     Bytes record{'A', 'B', 'C'};
     record.resize(36);

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "certificates/chains.hpp"
+#include "certificates/chain.hpp"
 
 namespace ostdrv::test {
 namespace {

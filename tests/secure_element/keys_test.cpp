@@ -52,13 +52,10 @@ TEST_F(Trustx, EveryKeyIsNewAndItsPublicHalfIsStored) {
     uint8_t first[92];
     uint8_t second[92];
     first[91] = 0xEE;
-    const uint8_t prefix[] = {0x30, 0x59, 0x30, 0x13, 0x06, 0x07, 0x2a, 0x86, 0x48, 0xce, 0x3d, 0x02, 0x01, 0x06,
-                              0x08, 0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x07, 0x03, 0x42, 0x00, 0x04};
-    ASSERT_EQ(tpm_slot_count(), 8);
     EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_genkey(first, 68), 0); }),
               (Calls{"trustX_Open()", "optiga_crypt_ecc_generate_keypair(3, 0x13, 0, 0xe0f1, 68)",
                      "optiga_util_write_data(0xf1d6, 0x40, 0, 91)", "trustX_Close()"}));
-    EXPECT_EQ(std::memcmp(first, prefix, sizeof prefix), 0);
+    EXPECT_EQ(hex_digest(first, 27), "1aa0ad0054afc2f841e72ddbadb37e06f52b5c7621679bbe60fe3aa4c461c594");
     EXPECT_EQ(first[91], 0xEE);
     EXPECT_EQ(inspect<TrustxState>().content(0xF1D6), sim::Bytes(first, first + 91));
     EXPECT_EQ(std::memcmp(inspect<TrustxState>().public_key(0xE0F1).value().data(), first + 27, 64), 0);

@@ -8,7 +8,7 @@
 #include <map>
 #include <set>
 
-#include "certificates/fitted.hpp"
+#include "certificates/chain.hpp"
 #include "trustx/session.hpp"
 
 namespace ostdrv::test {
@@ -317,7 +317,7 @@ class Sweep : public Stage, public testing::WithParamInterface<Scenario> {
  protected:
     void SetUp() override {
         fit(GetParam().fitted);
-        if (!signer_file.empty()) {
+        if (!signer_cert.empty()) {
             ASSERT_EQ(tpm_cert_save_signer_cert(signer_file.c_str()), 0);
             ASSERT_EQ(tpm_cert_save_device_cert(device_file.c_str()), 0);
         }
