@@ -79,9 +79,8 @@ Bytes extensions_of(const Wishes &wishes) {
 
 }  // namespace
 
-Authority::Authority(const std::string &common_name) : name_(common_name), key_(sim::p256_generate().value()) {}
-
-PublicKey Authority::public_key() const { return sim::p256_public_key(key_).value(); }
+Authority::Authority(const std::string &common_name)
+    : name_(common_name), key_(sim::p256_generate().value()), public_key_(sim::p256_public_key(key_).value()) {}
 
 Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key, const Wishes &wishes) const {
     const Bytes ecdsa_with_sha256{0x30, 0x0A, 0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x04, 0x03, 0x02};

@@ -28,7 +28,7 @@ class Authority {
     explicit Authority(const std::string &common_name);
 
     const std::string &name() const { return name_; }
-    PublicKey public_key() const;
+    const PublicKey &public_key() const { return public_key_; }
 
     // A version 3 certificate in DER, issued and signed by this authority for somebody's key.
     Bytes issue(const std::string &subject, const PublicKey &subject_key, const Wishes &wishes = {}) const;
@@ -39,6 +39,7 @@ class Authority {
  private:
     std::string name_;
     sim::PrivateKey key_;
+    PublicKey public_key_;
 };
 
 // One line of 64 characters after another, LF line ends, as the openssl command writes it.

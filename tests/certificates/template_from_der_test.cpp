@@ -76,24 +76,20 @@ TEST_F(Template, CommandAndFilesComeInOrder) {
     const Bytes der = issuer.issue(subject);
     PublicKey key;
     const auto run = [&] { return tpm_get_pubkey_from_tbs(der.data(), der.size(), key.data()); };
-    const Calls calls = calls_of([&] { EXPECT_EQ(run(), 0); });
-    const char *const beginnings[] = {
-        "remove(/tmp/der.tmp.",
-        "remove(/tmp/asn1decode.tmp.",
-        "fopen(/tmp/der.tmp.",
-        "fwrite(",
-        "fclose(",
-        "system(/usr/bin/openssl asn1parse -in /tmp/der.tmp.",
-        "unlink(/tmp/der.tmp.",
-        "fopen(/tmp/asn1decode.tmp.",
-    };
-    for (std::size_t i = 0; i < std::size(beginnings); ++i)
-        EXPECT_TRUE(calls[i].starts_with(beginnings[i])) << calls[i];
-    EXPECT_TRUE(calls.back().starts_with("unlink(/tmp/asn1decode.tmp."));
-    EXPECT_NE(calls[5].find(" -inform DER > /tmp/asn1decode.tmp."), std::string::npos);
-
+    std::string calls;
+    for (const std::string &call : calls_of([&] { EXPECT_EQ(run(), 0); }))
+        if (!call.starts_with("fgets") && !call.starts_with("lstat")) calls += call + " ";
+    // The two numbers of the names.
+    for (const char *base : {"der.tmp.", "asn1decode.tmp."}) {
+        const std::size_t at = calls.find(base) + std::strlen(base);
+        const std::string number = calls.substr(at, calls.find(')', at) - at);
+        for (std::size_t found; (found = calls.find(base + number)) != calls.npos;)
+            calls.replace(found, std::strlen(base) + number.size(), base[0] == 'd' ? "IN" : "OUT");
+    }
+    EXPECT_EQ(calls, "remove(/tmp/IN) remove(/tmp/OUT) fopen(/tmp/IN, wb) fwrite(" + std::to_string(der.size()) +
+                         " '') fclose() system(/usr/bin/openssl asn1parse -in /tmp/IN -inform DER > /tmp/OUT) "
+                         "unlink(/tmp/IN) fopen(/tmp/OUT, r) fclose() unlink(/tmp/OUT) ");
     EXPECT_EQ(with_fault({.name = "fwrite", .has_result = true, .result = 100}, run), 8);
-    EXPECT_EQ(with_fault({.name = "fclose", .nth = 1}, run), 8);
     EXPECT_EQ(with_fault({.name = "system", .has_result = true, .result = 256}, run), 9);
     const Remains before = remains();
     EXPECT_EQ(tpm_get_pubkey_from_tbs(Bytes(50, 0xFF).data(), 50, key.data()), 9);
@@ -103,41 +99,36 @@ TEST_F(Template, CommandAndFilesComeInOrder) {
 
 TEST_F(Template, WhatStandsAtTheNamesIsNeitherFollowedNorTakenForItsOwn) {
     namespace fs = std::filesystem;
-    using Put = std::function<void(const fs::path &)>;
+    enum Put { link, file, directory, full, foreign };
     const Bytes der = issuer.issue(subject);
     const fs::path elsewhere = put("elsewhere", "kept"), tmp = board.root() / "fs/tmp";
-    const Put link = [&](const fs::path &at) { fs::create_symlink(elsewhere, at); };
-    const Put file = [](const fs::path &at) { std::ofstream(at) << "old"; };
-    const Put directory = [](const fs::path &at) { fs::create_directory(at); };
-    const Put full = [&](const fs::path &at) { directory(at), file(at / "file"); };
-    const Put foreign = [&](const fs::path &at) {
-        file(at);
-        ASSERT_EQ(chown(at.c_str(), 1, 1), 0);
+    const auto put_at = [&](Put what, const fs::path &at) {
+        if (what == link) return fs::create_symlink(elsewhere, at);
+        if (what >= directory && what != foreign) fs::create_directory(at);
+        if (what != directory) std::ofstream(what == full ? at / "file" : at) << "old";
+        if (what == foreign) {
+            ASSERT_EQ(chown(at.c_str(), 1, 1), 0);
+        }
     };
     // In the second half the removal before use only seems to succeed, as when something is put there right after it.
     const struct {
-        const char *what;
-        const Put &put;
+        Put put;
         bool too_late;
         int status_at_input, status_at_output;
         long left;  // of three
-    } cases[] = {{"link", link, false, 0, 0, 2},
-                 {"file", file, false, 0, 0, 2},
-                 {"directory", directory, false, 0, 0, 2},
-                 {"full directory", full, false, 8, 8, 3},
-                 {"late link", link, true, 0, 0, 3},
-                 {"late directory", directory, true, 8, 9, 3},
-                 {"another user's", foreign, true, 0, 0, 3}};
+    } cases[] = {{link, false, 0, 0, 2},  {file, false, 0, 0, 2}, {directory, false, 0, 0, 2},
+                 {full, false, 8, 8, 3},  {link, true, 0, 0, 3},  {directory, true, 8, 9, 3},
+                 {foreign, true, 0, 0, 3}};
     for (const auto &c : cases)
         for (const bool at_output : {false, true}) {
-            if (&c.put == &foreign && geteuid() != 0) continue;
-            SCOPED_TRACE(testing::Message() << c.what << (at_output ? " at the output" : " at the input"));
+            if (c.put == foreign && geteuid() != 0) continue;
+            SCOPED_TRACE(testing::Message() << c.put << (c.too_late ? " late" : "") << (at_output ? " output" : ""));
             for (const auto &entry : fs::directory_iterator(tmp)) fs::remove_all(entry);
             // The names that a call in this second or the next two draws.
             for (const time_t later : {0, 1, 2}) {
                 std::srand(static_cast<unsigned>(time(nullptr) + later));
                 const int numbers[] = {std::rand(), std::rand()};
-                c.put(tmp / (at_output ? "asn1decode.tmp." : "der.tmp.") += std::to_string(numbers[at_output]));
+                put_at(c.put, tmp / (at_output ? "asn1decode.tmp." : "der.tmp.") += std::to_string(numbers[at_output]));
             }
             PublicKey key{};
             const sim::Fault seems{.name = "remove", .lasting = true, .has_result = c.too_late, .result = 0};

@@ -35,7 +35,6 @@ TEST_F(Chips, AnAteccAnswersOnlyWhereItIsFitted) {
          {sim::BoardDescription{.chip = "trustx"}, {.i2c_bus = 1}, {.i2c_address = 0x35}, {.usb = true}}) {
         board.fit(elsewhere);
         EXPECT_EQ(start(), ATCA_COMM_FAIL);
-        EXPECT_EQ(atcab_read_config_zone(bytes), ATCA_NOT_INITIALIZED);
     }
     EXPECT_EQ(start(tpm_iface_config_hid), ATCA_SUCCESS);
     EXPECT_NE(atcab_eeprom_write(500, 3597, bytes), 0);
@@ -110,20 +109,6 @@ TEST_F(Chips, ATrustXKeepsWhatFitsAndOnlyWithinASession) {
     board.fit({.chip = "trustx"});
     EXPECT_TRUE(refuses_everything());
     EXPECT_EQ(trustX_Open() + trustX_Open() + trustX_Close(), 0) << "sessions are counted";
-    const struct {
-        std::uint8_t type;
-        std::uint16_t offset;
-        Bytes data, kept;
-    } writes[] = {{0x40, 0, Bytes(141), {}},
-                  {0x40, 0, {'x', 'y', 'z'}, {'x', 'y', 'z'}},
-                  {0x00, 2, {'Z', '!'}, {'x', 'y', 'Z', '!'}},
-                  {0x00, 0, {'X'}, {'X', 'y', 'Z', '!'}},
-                  {0x00, 5, {'?'}, {'X', 'y', 'Z', '!'}},
-                  {0x01, 0, {'?'}, {'X', 'y', 'Z', '!'}}};
-    for (const auto &w : writes) {
-        write(0xF1DF, w.type, w.offset, w.data);
-        EXPECT_EQ(inspect<TrustxState>().content(0xF1DF), w.kept);
-    }
     for (const std::uint16_t object : std::initializer_list<std::uint16_t>{0xE0E4, 0xE0F1, 0xF1E0})
         EXPECT_TRUE(write(object, 0x40, 0, {'a'}) && read(object));
     EXPECT_TRUE(sign() != 0 && generate(67) != 0) << "no key yet, no room for one";

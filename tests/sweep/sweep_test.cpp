@@ -317,10 +317,7 @@ class Sweep : public Stage, public testing::WithParamInterface<Scenario> {
  protected:
     void SetUp() override {
         fit(GetParam().fitted);
-        if (!signer_cert.empty()) {
-            ASSERT_EQ(tpm_cert_save_signer_cert(signer_file.c_str()), 0);
-            ASSERT_EQ(tpm_cert_save_device_cert(device_file.c_str()), 0);
-        }
+        if (!signer_cert.empty()) save_chain();
         put("number", "42\n");
         put("eeprom", std::string(4096, '\xFF'));
         ASSERT_NE(payload = x_sensor_eeprom_payload_init(), nullptr);

@@ -1,7 +1,48 @@
+// PEM files: the reader of the ATECC library, then reader and writer of the Trust X library.
 #include "certificates/chain.hpp"
 
 namespace ostdrv::test {
 namespace {
+
+class PemReader : public World {
+ protected:
+    const Bytes der = pattern(400);
+    const std::string pem = pem_of(der);
+    Bytes out = Bytes(1024, 0xEE);
+    std::size_t length = 0;
+
+    int read(const std::string &file, std::size_t capacity = 1024) {
+        length = capacity;
+        return tpm_cert_read_cert_from_file(file.c_str(), out.data(), &length);
+    }
+};
+
+TEST_F(PemReader, TheCapacityIsComparedWithTheFileNotTheDer) {
+    EXPECT_EQ(read(put("cert.pem", pem), pem.size() - 1), 5);
+    EXPECT_EQ(length, pem.size() - 1);
+    EXPECT_EQ(out[0], 0xEE);
+    EXPECT_EQ(read(put("cert.pem", pem), pem.size()), 0);
+    EXPECT_EQ(length, der.size());
+    EXPECT_TRUE(std::equal(der.begin(), der.end(), out.begin()));
+    EXPECT_EQ(out[length], 0xEE);
+}
+
+TEST_F(PemReader, HostileFilesGetAStatusAndChangeNothing) {
+    std::vector<std::pair<std::string, int>> cases = {{"", 2},
+                                                      {std::string(700, '\0'), 2},
+                                                      {"-----BEGIN CERTIFICATE-----\n--", 2},
+                                                      {std::string(2000, 'A'), 5},
+                                                      {pem.substr(0, 40) + "*" + pem.substr(41), 2}};
+    for (std::size_t cut = 1; cut < pem.size() - 25; cut += 13) cases.push_back({pem.substr(0, cut), 2});
+    for (const auto &[text, status] : cases) EXPECT_EQ(read(put("cert.pem", text)), status) << text;
+    EXPECT_EQ(tpm_cert_read_cert_from_file(nullptr, out.data(), &length), 6);
+    EXPECT_EQ(read(path("missing")), 8);
+    EXPECT_NE(read(path("")), 0) << "a directory";
+    const auto again = [&] { return read(put("cert.pem", pem)); };
+    EXPECT_EQ(with_fault({.name = "fread", .has_result = true, .result = 10}, again), 8);
+    EXPECT_EQ(length, 1024u);
+    EXPECT_EQ(out, Bytes(1024, 0xEE));
+}
 
 const std::string header = "-----BEGIN CERTIFICATE-----", footer = "-----END CERTIFICATE-----";
 
