@@ -35,6 +35,22 @@ if(TARGET manual)
   install(DIRECTORY ${manual}/man1 TYPE MAN COMPONENT tools OPTIONAL PATTERN ostdrv-sim.1 EXCLUDE)
   install(FILES ${manual}/man1/ostdrv-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator OPTIONAL)
 endif()
+if(TARGET completions)
+  set(completions ${PROJECT_BINARY_DIR}/docs/completions)
+  # A Debian package has a directory of its own there.
+  set(zsh_dir zsh/site-functions)
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
+    set(zsh_dir zsh/vendor-completions)
+  endif()
+  foreach(pair tools,ostdrv simulator,ostdrv-sim)
+    string(REPLACE "," ";" pair ${pair})
+    list(POP_FRONT pair component program)
+    install(FILES ${completions}/bash/${program} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+            COMPONENT ${component} OPTIONAL)
+    install(FILES ${completions}/zsh/_${program} DESTINATION ${CMAKE_INSTALL_DATADIR}/${zsh_dir}
+            COMPONENT ${component} OPTIONAL)
+  endforeach()
+endif()
 
 # Neither of the two that follow names a directory of this machine: they find the installed tree from their own place,
 # so that it can be moved, and the platform is searched for where a program is built.

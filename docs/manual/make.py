@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Makes the manual of the library's header and of the programs' descriptions of themselves.
 
-    make.py manual DIRECTORY --source SOURCE [--programs COMMANDS.json...]
+    make.py WHAT DIRECTORY --source SOURCE --version VERSION [--programs COMMANDS.json...]
 
-writes the pages below DIRECTORY/man1, man3 and man7. The first program is split into a page a family.
+manual      pages below man1, man3 and man7; the first program has one a family of commands
+reference   the same pages for a browser, with an index
+completions for the shells, below bash and zsh
 """
 
 import argparse
@@ -13,9 +15,11 @@ import re
 import sys
 
 import commands
+import completion
 import header
 import mdoc
 import pages
+import webpage
 from blocks import Paragraph, table_below
 from prose import Prose
 
@@ -23,7 +27,8 @@ from prose import Prose
 class Source:
     """What stands in the tree and in the programs."""
 
-    def __init__(self, directory, programs):
+    def __init__(self, directory, version, programs):
+        self.version = version
         readme = self._read(directory, "README.md")
         self.header = header.read(os.path.join(directory, "include", "ostdrv.h"))
         self.programs = [commands.read(path) for path in programs]
@@ -84,15 +89,31 @@ def write_manual(source, directory):
                 link(directory, f"{volume}/{name}.{page.volume}", f"{page.name}.{page.volume}")
 
 
+def write_reference(source, directory):
+    made = source.pages()
+    renderer = webpage.Renderer(source.prose(), made, source.version)
+    for page in made:
+        write(directory, f"{page.name}.html", renderer.render(page))
+    write(directory, "index.html", renderer.index(next(page.summary for page in made if page.volume == pages.EVERYTHING)))
+
+
+def write_completions(source, directory):
+    for program in source.programs:
+        write(directory, f"bash/{program.name}", completion.bash(program))
+        write(directory, f"zsh/_{program.name}", completion.zsh(program))
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("what", choices=["manual"])
+    makers = {"manual": write_manual, "reference": write_reference, "completions": write_completions}
+    parser.add_argument("what", choices=makers)
     parser.add_argument("directory")
     parser.add_argument("--source", required=True)
+    parser.add_argument("--version", required=True)
     parser.add_argument("--programs", nargs="*", default=[], metavar="COMMANDS.json")
     options = parser.parse_args()
-    source = Source(options.source, options.programs)
-    {"manual": write_manual}[options.what](source, options.directory)
+    source = Source(options.source, options.version, options.programs)
+    makers[options.what](source, options.directory)
 
 
 if __name__ == "__main__":

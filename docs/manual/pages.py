@@ -20,15 +20,14 @@ def _entry_rows(entry):
     names = [each.name for each in entry.declarations if each.name]
     blocks = blocks_of(entry.comment)
     for each in entry.declarations:
-        if each.constants:
-            blocks.append(_constant_rows(each))
+        if each.kind == "constants":
+            blocks.append(Literal(each.text))
         elif each.kind == "type":
             blocks.append(Literal(_layout(each)))
             if each.members:
                 blocks.append(Rows([(name, [Paragraph(said)]) for name, said in each.members]))
-        elif each.remark:
-            blocks.append(Rows([(each.name, [Paragraph(each.remark)])]))
-    return Rows([(", ".join(names), blocks)], spaced=True)
+    remarks = [(each.name, [Paragraph(each.remark)]) for each in entry.declarations if each.remark]
+    return Rows([(", ".join(names), blocks + ([Rows(remarks)] if remarks else []))], spaced=True)
 
 
 def _layout(declaration):
@@ -158,7 +157,7 @@ def _command_blocks(command):
     blocks = blocks_of(command.description)
     blocks[0].text = blocks[0].text.rstrip(".") + "."
     rows = _option_rows(command.arguments + _own(command.switches))
-    return blocks + ([Rows(rows)] if rows else [])
+    return blocks + ([Rows(rows)] if rows else []) + blocks_of(command.remarks)
 
 
 def _exit_status(text):

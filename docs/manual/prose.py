@@ -33,7 +33,8 @@ class Prose:
         return spans
 
     def page_of(self, name):
-        return self._places[name][1]
+        """None of what is no name of the library's."""
+        return self._places.get(name, (None, None))[1]
 
     def _kind(self, match, arguments):
         word = match.group()

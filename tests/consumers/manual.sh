@@ -1,7 +1,8 @@
 # The installed manual: every exported name and every command has a page, every reference leads to one, and the pages
-# are well-formed. What the header says arrives in them.
+# are well-formed. What the header says arrives in them. The same of the reference for a browser.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+export LC_ALL=C
 cd "$MANUAL"
 
 sed -n '/global:/,/local:/s/^ *\([a-z_][A-Za-z0-9_]*\);.*/man3\/\1.3/p' "$SOURCE/src/ostdrv.map" >"$work/wanted"
@@ -22,6 +23,20 @@ done
 
 # mandoc looks for what is referred to where the system's own pages are.
 find . -type f | xargs mandoc -T lint | grep -v 'referenced manual not found' && exit 1
+
+# In the reference every link leads somewhere: to a file, and to a place in it.
+"$CMAKE" --build "$BUILD" --target reference >"$work/log" || { cat "$work/log"; exit 1; }
+(
+    cd "$BUILD/docs/reference"
+    for file in *.html; do
+        grep -o 'href="[^"]*"' $file | sed "s/href=\"#/href=\"$file#/; s/href=\"\(.*\)\"/\1/" >>"$work/links"
+        { echo "$file"; grep -o ' id="[^"]*"' $file | sed "s/ id=\"\(.*\)\"/$file#\1/"; } >>"$work/places"
+    done
+)
+test "$(wc -l <"$work/links")" -gt 500
+sort -u "$work/links" >"$work/sorted-links"
+sort "$work/places" | uniq -d | grep . && exit 1
+sort "$work/places" | comm -23 "$work/sorted-links" - | grep . && exit 1
 
 page() { mandoc -T ascii "$1" | sed 's/.\x08//g'; }
 page man3/x_sysfs_contains.3 | grep -q '^ *0  *none does$'

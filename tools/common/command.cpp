@@ -154,6 +154,12 @@ Option &Command::add_word(const std::string &name, std::string &target, const Wo
     return add_value(name, store, description + ": " + joined(words)).words(words);
 }
 
+Option &Command::add_words(const std::string &name, std::vector<std::string> &target, const Words &words,
+                           const std::string &description) {
+    const auto store = [&target, words](const std::string &value) { target.push_back(words[index_of(value, words)]); };
+    return add_value(name, store, description + ": " + joined(words)).words(words).repeatable();
+}
+
 Option &Command::add_choice(const std::string &name, std::size_t &target, const Words &words,
                             const std::string &description) {
     const auto store = [&target, words](const std::string &value) { target = index_of(value, words); };

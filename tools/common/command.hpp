@@ -84,8 +84,10 @@ class Command {
     Option &add_text(const std::string &name, std::string &target, const std::string &description);
     Option &add_texts(const std::string &name, std::vector<std::string> &target, const std::string &description);
     Option &add_real(const std::string &name, double &target, const std::string &description);
-    // One of the words, as it is or by its index.
+    // One of the words, several of them, or one by its index.
     Option &add_word(const std::string &name, std::string &target, const Words &words, const std::string &description);
+    Option &add_words(const std::string &name, std::vector<std::string> &target, const Words &words,
+                      const std::string &description);
     Option &add_choice(const std::string &name, std::size_t &target, const Words &words,
                        const std::string &description);
     // A decimal or 0x hexadecimal number between the bounds.

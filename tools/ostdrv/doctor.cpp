@@ -118,15 +118,7 @@ void examine_all() {
 void add_doctor(Command &program) {
     Command &command =
         program.add_command("doctor", "Check what the library needs of this machine, and change nothing");
-    command
-        .add_value(
-            "FAMILY",
-            [](const std::string &name) {
-                const Words names = family_names();
-                options.families.push_back(names[index_of(name, names)]);
-            },
-            "What has to be there: " + joined(family_names()))
-        .repeatable();
+    command.add_words("FAMILY", options.families, family_names(), "What has to be there");
     command.add_file("--eeprom", options.eeprom, "The sensor module's EEPROM, which has to be there");
     options.output.add_to(command);
     command.examples({"ostdrv doctor", "ostdrv doctor gpio chip --json",
