@@ -39,6 +39,8 @@ inline std::ostream &operator<<(std::ostream &out, const Remains &r) {
 // Under a sanitizer the allocator is the sanitizer's, which finds leaks itself; kos_mem_alloc can fail everywhere.
 inline constexpr bool allocations_can_fail = OSTDRV_ALLOCATIONS_CAN_FAIL;
 
+using Calls = std::vector<std::string>;
+
 // What stands below a directory, by path: a file's content, nothing for a directory.
 using Files = std::map<std::string, std::optional<std::string>>;
 
@@ -98,7 +100,7 @@ class World : public testing::Test {
     }
 
     // The calls that an action makes.
-    static std::vector<std::string> calls_of(const std::function<void()> &action) {
+    static Calls calls_of(const std::function<void()> &action) {
         sim::fault_plan::start();
         action();
         sim::fault_plan::stop();

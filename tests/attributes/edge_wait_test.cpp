@@ -12,7 +12,6 @@ static bool operator==(const x_gpio_poll_entry &a, const x_gpio_poll_entry &b) {
 namespace ostdrv::test {
 namespace {
 
-using Calls = std::vector<std::string>;
 using Entries = std::vector<x_gpio_poll_entry>;
 using sim::drive_line;
 

@@ -8,8 +8,6 @@
 namespace ostdrv::test {
 namespace {
 
-using Calls = std::vector<std::string>;
-
 class Shell : public World {
  public:
     // What the runner would run, as its echo shows it; nothing is run.

@@ -29,14 +29,14 @@ void PrintTo(const Case &c, std::ostream *out) { *out << c.name; }
 class Detected : public World, public testing::WithParamInterface<Case> {};
 
 TEST_P(Detected, ByMarkerThenByTheBusAndIsRemembered) {
-    const auto &[name, chip, markers, type, slots, calls] = GetParam();
-    board.fit({.chip = chip});
-    if (!*chip) board.remove("/dev/i2c-2");
+    const Case &c = GetParam();
+    board.fit({.chip = c.chip});
+    if (!*c.chip) board.remove("/dev/i2c-2");
     for (const char *marker : {"atecc", "trustx"})
-        if (std::string(markers).find(marker) != std::string::npos)
+        if (std::string(c.markers).find(marker) != std::string::npos)
             board.put(std::string("/mnt/settings/") + marker, "");
-    EXPECT_EQ(calls_of([&] { EXPECT_EQ(detected(), type); }), calls);
-    EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_slot_count(), slots); }), Calls{});
+    EXPECT_EQ(calls_of([&] { EXPECT_EQ(detected(), c.type); }), c.calls);
+    EXPECT_EQ(calls_of([&] { EXPECT_EQ(tpm_slot_count(), c.slots); }), Calls{});
 }
 
 const Case cases[] = {{"AteccMarker", "trustx", "atecc trustx", 1, 16, {ask_atecc}},

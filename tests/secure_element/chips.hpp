@@ -18,13 +18,12 @@ using TrustxState = sim::trustx::State;
 using sim::change;
 using sim::inspect;
 
-using Calls = std::vector<std::string>;
-
 // SHA-256, for tables that are right to the byte or not at all.
 inline std::string hex_digest(const void *bytes, std::size_t size) {
+    const sim::Digest digest = sim::sha256({static_cast<const std::uint8_t *>(bytes), size}).value();
     std::string hex;
     char digits[3];
-    for (const std::uint8_t byte : sim::sha256({static_cast<const std::uint8_t *>(bytes), size}).value()) {
+    for (const std::uint8_t byte : digest) {
         std::snprintf(digits, sizeof digits, "%02x", byte);
         hex += digits;
     }

@@ -1,9 +1,7 @@
 #include <cstring>
 #include <optional>
-#include <tuple>
 
 #include "secure_element/chips.hpp"
-#include "shell.hpp"
 
 namespace ostdrv::test {
 namespace {
@@ -54,18 +52,6 @@ TEST_F(StartUp, DeviceTreeChoosesInterfaceBusAndAddress) {
         Calls commands = sim::fault_plan::log();
         std::erase_if(commands, [](const std::string &call) { return !call.starts_with("system("); });
         EXPECT_EQ(commands, c.i2cget < 0 ? Calls{} : Calls{command});
-    }
-}
-
-// A shell that does not know `&>` reports success at once and leaves the command behind in the background.
-TEST_F(StartUp, TheShellDecidesWhetherTheKitIsEverChosen) {
-    for (const auto &[shell, usb, kit] :
-         {std::tuple{"bash", true, true}, {"dash", true, false}, {"bash", false, false}}) {
-        board.fit({.usb = usb, .shell = shell});
-        board.put_cell("tpm-use-usb", 1);
-        EXPECT_EQ(tpm_init_device(), kit || !usb ? 0 : 1) << shell;
-        EXPECT_EQ(g_atca_iface_cfg == &tpm_iface_config_hid, kit) << shell;
-        EXPECT_EQ(sim::redirects_both(shell), std::string(shell) == "bash");
     }
 }
 

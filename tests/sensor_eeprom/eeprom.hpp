@@ -12,7 +12,6 @@
 
 namespace ostdrv::test {
 
-using Calls = std::vector<std::string>;
 using Tables = std::map<int, std::string>;  // by slot; the table of slot 5 is called t5
 
 inline std::string openssl_md5(const std::string &message) {
