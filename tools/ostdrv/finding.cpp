@@ -35,7 +35,8 @@ std::string refusal(const std::string &path, int flags) {
 }
 
 std::string remedy(const std::string &path, const std::string &provider) {
-    if (x_sysfs_exists(path.c_str()) != 0) return provider;
+    errno = 0;
+    if (x_sysfs_exists(path.c_str()) != 0 && errno != EACCES) return provider;
     return "give its group the rights with a udev rule such as 60-ostdrv.rules, and put the user into the group";
 }
 
