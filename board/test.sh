@@ -66,7 +66,8 @@ END
 answer() {
     local asked=$place/$1/work/asked
     while sleep 0.1; do
-        [[ ! -e $asked ]] || board "$1" $(< "$asked")
+        [[ -e $asked ]] || continue
+        board "$1" $(< "$asked")
         rm -f "$asked"
     done
 }
