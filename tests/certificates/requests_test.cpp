@@ -8,6 +8,19 @@ namespace {
 
 constexpr std::uint16_t public_key_object = 0xF1D6;
 
+TEST(CertificateTables, AreRightToTheByte) {
+    EXPECT_EQ(hex_digest(g_csr_template, 237), "8ebd3c67abdb7623b8bccdbd011452dfeb77f651781c010ac12f687d2ba96f56");
+    EXPECT_EQ(hex_digest(trustx_csr_header_template, sizeof trustx_csr_header_template),
+              "3cca42867c5dc46fee816f368c24266c04799d18d91809d8c16c84712353b97a");
+    EXPECT_EQ(hex_digest(trustx_csr_signable_template, sizeof trustx_csr_signable_template),
+              "6093b54bc01b69d22b23cefd77608827790b43f112f4f3cc6cd598f48bc54748");
+    EXPECT_EQ(hex_digest(trustx_csr_signature_template, sizeof trustx_csr_signature_template),
+              "48c4048f94e9e182d046d94634c207b21f50719e68511129be66d1cd299c0448");
+    EXPECT_EQ(hex_digest(trustx_csr_footer_template, sizeof trustx_csr_footer_template),
+              "b7c3be487c909ba344a0068549dc5d4988651e53f7d75a5a0317c5ced0da9af7");
+    EXPECT_EQ(hex_digest(b64chars, 66), "0358f626a5ef929bd1e006fafb18ccb73666f2ef7ac99854d894785c359d0404");
+}
+
 struct Requests : Chain, testing::WithParamInterface<Fitted> {
     const bool trustx = GetParam() == Fitted::trustx;
 

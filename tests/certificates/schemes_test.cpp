@@ -15,6 +15,8 @@ struct Scheme {
     int unreadable, foreign;  // of a file that is no certificate, and of one in PEM that holds none
 };
 
+void PrintTo(const Scheme &scheme, std::ostream *out) { *out << name_of(scheme.fitted); }
+
 class Schemes : public Chain, public testing::WithParamInterface<Scheme> {
  protected:
     const bool trustx = GetParam().fitted == Fitted::trustx, usb = GetParam().fitted == Fitted::layout_0_usb;

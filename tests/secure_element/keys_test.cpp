@@ -62,6 +62,14 @@ TEST_F(Trustx, EveryKeyIsNewAndItsPublicHalfIsStored) {
 
     EXPECT_EQ(tpm_genkey(second, 68), 0);
     EXPECT_NE(std::memcmp(first, second, 91), 0);
+
+    // A chip that reports success and leaves the length as it was: longer than what one write takes, or just so long.
+    std::vector<uint8_t> large(65535);
+    for (const auto &[length, calls] : {std::pair<uint16_t, std::size_t>{65513, 3}, {65512, 4}}) {
+        const auto generate = [&, size = length] { return tpm_genkey(large.data(), size); };
+        EXPECT_EQ(with_fault({.name = "optiga_crypt_ecc_generate_keypair", .has_result = true}, generate), 2);
+        EXPECT_EQ(sim::fault_plan::log().size(), calls);
+    }
 }
 
 }  // namespace
