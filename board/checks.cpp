@@ -40,16 +40,6 @@ void drive(World &world, Register &pending, int line, bool high) {
     if (world.gpio.drive(line, high)) pending = interrupt_bit;
 }
 
-template <typename Action>
-int in_child(Action action) {
-    std::fflush(stdout);
-    const pid_t child = fork();
-    if (child == 0) _exit(action());
-    int status = -1;
-    waitpid(child, &status, 0);
-    return WEXITSTATUS(status);
-}
-
 void attributes() {
     const std::string panel = "/sys/class/backlight/panel/";
     const auto path = [&](const char *name) { return panel + name; };
@@ -60,7 +50,6 @@ void attributes() {
     expect(size, 4096, "the EEPROM's size");
     expect(x_sysfs_write_int(path("max_brightness").c_str(), 1), -1, "write what is read-only, as root");
     expect(x_sysfs_write_int(path("brightness").c_str(), 256), -EINVAL, "write what the driver refuses");
-    expect(x_sysfs_write_int(path("missing").c_str(), 1), -1, "make an attribute");
     expect(x_sysfs_contains(path("type").c_str(), "raw"), 1, "text of an attribute");
 }
 
@@ -228,20 +217,6 @@ void store_and_load(World &world) {
     expect(x_sensor_eeprom_store(eeprom, payload(cut_size, 1).get(), &status), 0, "what the power cuts begin with");
 }
 
-// Of what a process finds out only once: a child each.
-void detection() {
-    const auto chip = [] {
-        int type = -1;
-        return tpm_get_chip_type(&type) == 0 ? type : 99;
-    };
-    unlink("/mnt/settings/atecc");
-    unlink("/mnt/settings/trustx");
-    expect(in_child(chip), TPM_CHIP_ATECC, "probe on the real bus");
-    expect(access("/mnt/settings/atecc", F_OK), 0, "its marker");
-    expect(in_child([] { return tpm_init_device() || g_atca_iface_cfg->atcai2c.slave_address != 0xC0; }), 0,
-           "start-up");
-}
-
 int all_families(World &world) {
     Register &pending = register_at(pending_address);
     for (int line = 0; line < 32; ++line) drive(world, pending, line, false);
@@ -251,7 +226,6 @@ int all_families(World &world) {
     analog(world);
     lights(world);
     store_and_load(world);
-    detection();
     std::printf("%d checks, %d failed\n", checked, failures);
     return failures > 0;
 }

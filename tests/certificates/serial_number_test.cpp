@@ -67,10 +67,8 @@ TEST_F(ProvisionedAtecc, EntryPointsForwardToTheTableOfTheStoredVersion) {
 
 TEST_F(Trustx, TheRecordLivesInItsOwnObject) {
     EXPECT_EQ(set_serial("ABC"), 0);
-    Bytes record{'A', 'B', 'C'};
-    record.resize(36);
-    record[35] = 1;
-    EXPECT_EQ(inspect<TrustxState>().content(0xF1D0), record);
+    const Bytes record = inspect<TrustxState>().content(0xF1D0);
+    EXPECT_EQ(std::string(record.begin(), record.end()), "ABC" + std::string(32, '\0') + '\1');
     EXPECT_EQ(tpm_cert_lock_serial_number(), 0);
     EXPECT_EQ(inspect<TrustxState>().object(0xF1D0).locked, true);
     EXPECT_EQ(calls_of([] { EXPECT_EQ(__get_tpm_cert_api(), &tpm_trustx_cert_api_impl_1); }), Calls{})
