@@ -1,5 +1,5 @@
-# A device build binds to whatever libraries have the platform's names, installs without them, and serves consumers on
-# any machine: what is installed knows no directory of this one.
+# A device build needs nothing of this tree but the library, binds to whatever libraries have the platform's names,
+# installs without them, and serves consumers on any machine: what is installed knows no directory of this one.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 here=$(dirname "$0")
@@ -7,12 +7,21 @@ mkdir -p "$work/sdk/include"
 cp -r "$PREFIX/include/ostdrv-sim" "$work/sdk/include/cryptoauthlib"
 cp -r "$LIBDIR/ostdrv-sim" "$work/sdk/lib"
 ln -s libkset.so "$work/sdk/lib/libsettings.so"
+mkdir "$work/tree"
+cp -r "$SOURCE/CMakeLists.txt" "$SOURCE/cmake" "$SOURCE/src" "$SOURCE/include" "$work/tree"
 
 configure() {
     "$CMAKE" "$@" -G Ninja -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" \
         ${TOOLCHAIN:+-DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"} >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 }
-configure -S "$SOURCE" -B "$work/build" -DOSTDRV_PLATFORM=device -DCMAKE_PREFIX_PATH="$work/sdk" \
+# Without the platform, the message names what to set.
+if (configure -S "$work/tree" -B "$work/lost" -DOSTDRV_PLATFORM=device) >/dev/null; then
+    echo "configured without a platform"
+    exit 1
+fi
+grep -q OSTDRV_KSET_LIBRARY "$work/log"
+
+configure -S "$work/tree" -B "$work/build" -DOSTDRV_PLATFORM=device -DCMAKE_PREFIX_PATH="$work/sdk" \
     -DOSTDRV_KSET_NAME=settings -DOSTDRV_BUILD_TOOLS=OFF -DOSTDRV_BUILD_EXAMPLES=OFF -DOSTDRV_BUILD_MANUAL=OFF \
     -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_BUILD_TYPE=Debug
 "$CMAKE" --build "$work/build" >"$work/log" || { cat "$work/log"; exit 1; }
@@ -29,6 +38,7 @@ pkgconfig"
 grep -rF "$work" "$work/device/lib/cmake" "$work/device/lib/pkgconfig" && exit 1
 # An unoptimised build does without the C++ run-time library as well.
 "$READELF" -dW "$work/device/lib/libostdrv.so" | grep -E 'RPATH|RUNPATH|libstdc|libgcc' && exit 1
+"$NM" -uD "$work/device/lib/libostdrv.so" | grep -E ' (_Z|__cxa_[^f]|__gxx_)' && exit 1
 
 runs() {
     : >"$work/attribute"
