@@ -3,22 +3,24 @@
 set -u
 export LC_ALL=C.UTF-8
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+# In the source tree it builds the programs; installed below share/, it has them in bin/.
+out=$root/build/demo programs=''
+[[ -e $root/CMakeLists.txt ]] || out=$PWD/ostdrv-demo programs=$(cd "$root/../.." && pwd)
 
 usage() {
-    cat << 'END'
-Usage: ./demo.sh [OPTIONS]
+    cat << END
+Usage: demo.sh [OPTIONS]
 
-Builds the library and shows it at work on a simulated board: a factory provisioning with an OpenSSL certificate
-authority, the sensor EEPROM, lines, analog inputs and lights. Each step shows the
-commands behind it and what they gave; report.html, whose path is printed last, has
-the same with pictures.
+Shows the library at work on a simulated board: a factory provisioning with an OpenSSL certificate authority, the
+sensor EEPROM, lines, analog inputs and lights. Each step shows the commands behind it and what they gave; report.html,
+whose path is printed last, has the same with pictures.
 
   --chip CHIP      atecc608a (default), atecc508a or trustx
   --layout N       certificate layout on an ATECC: 1 (default) or 0
   --usb            the ATECC sits on the USB kit
   --all            the factory provisioning on every chip, layout and bus, and a table of the results
-  --out DIR        where the results and report.html are put (default: build/demo)
-  --programs DIR   use the programs of this build directory: install and build nothing
+  --out DIR        where the results and report.html are put (default: $out)
+  --programs DIR   use the programs of this build directory or installation (default: ${programs:-build them})
   -h, --help       this text
 
 Exit status: 0 when every step has a tick, 1 when one has a cross, 2 for bad usage.
@@ -31,7 +33,7 @@ bad_usage() {
     exit 2
 }
 
-chip=atecc608a layout=1 usb=0 all=0 brief=0 out=$root/build/demo programs=''
+chip=atecc608a layout=1 usb=0 all=0 brief=0
 while (($#)); do
     case $1 in
         --chip | --layout | --out | --programs)
@@ -55,9 +57,16 @@ if [[ $chip == trustx ]]; then
     ((usb)) && bad_usage 'the USB kit carries an ATECC'
     ((layout == 1)) || bad_usage 'a Trust X has no layout 0'
 fi
-if [[ -n $programs && ! -x $programs/tools/ostdrv/ostdrv ]]; then
-    bad_usage "$programs is no build directory with the tools"
-fi
+# programs_in DIR: takes those of a build directory or an installation; false where there are none.
+programs_in() {
+    local dir
+    dir=$(realpath -- "$1") || return
+    tool=$dir/tools/ostdrv/ostdrv sim=$dir/tools/ostdrv-sim/ostdrv-sim
+    [[ -x $tool ]] || tool=$dir/bin/ostdrv sim=$dir/bin/ostdrv-sim
+    [[ -x $tool && -x $sim ]]
+}
+[[ -z $programs ]] || programs_in "$programs" ||
+    bad_usage "$programs is no build directory or installation that has ostdrv and ostdrv-sim"
 # Nothing but the demonstration's own is ever overwritten.
 if [[ -e $out && ! -f $out/.made-by-demo && ( ! -d $out || -n $(ls -A -- "$out") ) ]]; then
     bad_usage "$out is not the demonstration's own: remove it, or name another directory with --out"
@@ -71,9 +80,8 @@ if [[ -z $programs ]]; then
     echo 'Building (log: build/demo-build.log) ...'
     (cd "$root" && cmake --preset programs && cmake --build --preset programs) > "$root/build/demo-build.log" 2>&1 ||
         { tail -n 30 "$root/build/demo-build.log" >&2; exit 1; }
+    programs_in "$programs"
 fi
-tool=$(realpath -- "$programs")/tools/ostdrv/ostdrv
-sim=$(realpath -- "$programs")/tools/ostdrv-sim/ostdrv-sim
 version=$("$tool" --version | cut -d ' ' -f 2)
 started=$SECONDS
 # Where the power is cut: at each call, or at fewer of them where there are many stories.

@@ -27,7 +27,7 @@ for option in chip layout out programs; do
     expect 2 "--$option wants a value" "$source/demo.sh" "--$option"
 done
 expect 2 'no such chip: tpm' demo --chip tpm
-expect 2 'no build directory' "$source/demo.sh" --programs /etc --out never
+expect 2 'is no build directory or installation' "$source/demo.sh" --programs /etc --out never
 expect 2 'Usage' "$source/test.sh" --fuzz ''
 expect 2 'Usage' "$source/test.sh" ''
 expect 2 'wants a directory' "$source/tests/fresh-machine.sh" --tree ''
