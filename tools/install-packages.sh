@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that a job needs and that are missing.
+# Installs the Debian packages that a job needs and that are missing; with --missing it only names them.
 #
-#   tools/install-packages.sh demo|build|clang|analysis|abi|coverage|aarch64|fuzz|board...
+#   tools/install-packages.sh [--missing] demo|build|clang|analysis|abi|coverage|aarch64|fuzz|board|package...
 set -euo pipefail
 
 packages_for() {
@@ -21,6 +21,7 @@ packages_for() {
         aarch64)
             echo g++-aarch64-linux-gnu qemu-user libstdc++6:arm64 zlib1g:arm64 libssl-dev:arm64 libgtest-dev:arm64
             ;;
+        package) packages_for demo && echo debhelper devscripts dpkg-dev git lintian python3 ;;
         board) echo qemu-system-arm device-tree-compiler cpio util-linux xz-utils ;;
         *)
             echo "$0: no job is called \"$1\"" >&2
@@ -45,6 +46,11 @@ as_root() {
     fi
 }
 
+only_names=0
+if [[ ${1-} == --missing ]]; then
+    only_names=1
+    shift
+fi
 packages=""
 for job in "$@"; do packages+=" $(packages_for "$job")"; done
 if ! command -v dpkg-query >/dev/null; then
@@ -56,6 +62,10 @@ native=$(dpkg --print-architecture)
 missing=()
 for package in $packages; do is_installed "$package" || missing+=("$package"); done
 [[ ${#missing[@]} -gt 0 ]] || exit 0
+if ((only_names)); then
+    echo "${missing[*]}"
+    exit
+fi
 
 echo "installing ${missing[*]}"
 if [[ " ${missing[*]} " == *:arm64* ]]; then as_root dpkg --add-architecture arm64; fi

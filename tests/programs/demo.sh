@@ -32,6 +32,9 @@ expect 2 'Usage' "$source/test.sh" --fuzz ''
 expect 2 'Usage' "$source/test.sh" ''
 expect 2 'wants a directory' "$source/tests/fresh-machine.sh" --tree ''
 expect 2 'no Debian tree' "$source/tests/fresh-machine.sh" --tree "$work"
+expect 2 'wants a directory' "$source/packaging/test.sh" --tree ''
+expect 2 '"" is neither amd64 nor arm64' "$source/package.sh" ''
+expect 2 '"armhf" is neither' "$source/package.sh" armhf
 [[ ! -e never ]] || { echo 'bad usage left a directory'; ((++failures)); }
 
 # What is not the demonstration's own stays.
