@@ -105,5 +105,7 @@ def sentences(text):
 def table_below(markdown, heading):
     """The rows of the table that follows a heading, as lists of cells without their code marks."""
     part = re.search(r"^#+ " + re.escape(heading) + r"\n(.*?)(?=^#|\Z)", markdown, re.S | re.M)
+    if not part or "\n|" not in part.group(1):
+        raise ValueError(f"there is no table below a heading \"{heading}\"")
     rows = [line for line in part.group(1).split("\n") if line.startswith("|")][2:]
     return [[cell.strip().replace("`", "") for cell in row.strip("|").split("|")] for row in rows]

@@ -120,7 +120,7 @@ def _zsh_function(command, launches):
     if command.commands:
         specs += ["': :->command'", "'*:: :->below'"]
         lines += ["    local curcontext=$curcontext state line", "    local -a commands=("]
-        lines += ["        " + _quoted(below.name + ":" + below.description.split("\n")[0]) for below in command.commands]
+        lines += ["        " + _quoted(below.name + ":" + below.description) for below in command.commands]
         lines += ["    )"]
     else:
         specs += [_quoted(("*" if option.repeatable else "" if option.required else ":") + _value(option))

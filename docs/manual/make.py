@@ -56,10 +56,12 @@ class Source:
     def pages(self):
         """All of them; the first program has one a family."""
         made = [pages.family_page(self.header, family) for family in self.header.families]
-        made.append(pages.overview_page(self.header, self.environment_of("the library"), self.programs))
+        library = self.environment_of("the library")
+        made.append(pages.overview_page(self.header, library, self.programs))
         for program in self.programs:
             split = program is self.programs[0]
-            made.append(pages.program_page(program, [] if split else self.environment_of("the simulated board"), split))
+            environment = [] if split else self.environment_of("the simulated board")
+            made.append(pages.program_page(program, environment, split))
             if split:
                 made += [pages.commands_page(program, family) for family in program.commands]
         return made
@@ -94,7 +96,8 @@ def write_reference(source, directory):
     renderer = webpage.Renderer(source.prose(), made, source.version)
     for page in made:
         write(directory, f"{page.name}.html", renderer.render(page))
-    write(directory, "index.html", renderer.index(next(page.summary for page in made if page.volume == pages.EVERYTHING)))
+    overview = next(page for page in made if page.volume == pages.EVERYTHING)
+    write(directory, "index.html", renderer.index(overview.summary))
 
 
 def write_completions(source, directory):
@@ -112,8 +115,10 @@ def main():
     parser.add_argument("--version", required=True)
     parser.add_argument("--programs", nargs="*", default=[], metavar="COMMANDS.json")
     options = parser.parse_args()
-    source = Source(options.source, options.version, options.programs)
-    makers[options.what](source, options.directory)
+    try:
+        makers[options.what](Source(options.source, options.version, options.programs), options.directory)
+    except (OSError, ValueError) as error:
+        sys.exit(f"{parser.prog}: {error}")
 
 
 if __name__ == "__main__":

@@ -6,8 +6,8 @@ import textwrap
 from blocks import Bullets, Literal, Paragraph, Rows, sentences
 
 WIDTH = 78
-MACROS = {"function": "Fn", "data": "Va", "type": "Vt", "constants": "Dv", "option": "Fl", "path": "Pa", "argument": "Fa",
-          "variable": "Ev"}
+MACROS = {"function": "Fn", "data": "Va", "type": "Vt", "constants": "Dv", "option": "Fl", "path": "Pa",
+          "argument": "Fa", "variable": "Ev"}
 
 
 def escape(text):
@@ -107,35 +107,31 @@ class Renderer:
         return lines
 
     def _sentence(self, sentence):
+        """A line of text or more; a name stands on a line of its own, behind its macro, with the marks around it."""
         lines = []
         plain = ""
-
-        def flush():
-            nonlocal plain
-            words = " ".join(plain.split())
-            if words:
-                wrapped = textwrap.wrap(escape(words), WIDTH, break_long_words=False, break_on_hyphens=False)
-                lines.extend(_guard(line) for line in wrapped)
-            plain = ""
-
-        arguments = self._arguments
-        spans = self._prose.spans(sentence, arguments)
+        spans = self._prose.spans(sentence, self._arguments)
         for at, (kind, text) in enumerate(spans):
-            behind = spans[at + 1][1] if at + 1 < len(spans) and not spans[at + 1][0] else " " if at + 1 == len(spans) else "x"
-            before = plain[-1:] or " "
-            closing = re.match(r"[.,:;)?!]*(?=\s|$)", behind)
-            if not kind or closing is None or before not in " (" or (before == "(" and plain[-2:-1] not in ("", " ")):
-                plain += text if kind == "" else self._marked(kind, text)
+            behind = spans[at + 1][1] if at + 1 < len(spans) else ""
+            marks = re.match(r"[.,:;)?!]*(?=\s|$)", behind)
+            opened = plain[-1:] == "("
+            apart = (plain[:-1] if opened else plain)[-1:] in ("", " ")
+            if not kind or not marks or not apart or (at + 1 < len(spans) and spans[at + 1][0]):
+                # Within a word no macro can stand.
+                plain += text
                 continue
-            opening = "(" if before == "(" else ""
-            plain = plain[:-1] if opening else plain
-            flush()
-            marks = " ".join(closing.group())
-            if at + 1 < len(spans):
-                spans[at + 1] = ("", behind[len(closing.group()):])
-            lines.append("." + " ".join(part for part in [self._macro(kind, text, opening), marks] if part))
-        flush()
-        return lines
+            lines += self._plain(plain[:-1] if opened else plain)
+            plain = ""
+            if behind:
+                spans[at + 1] = ("", behind[marks.end():])
+            macro = self._macro(kind, text, "(" if opened else "")
+            lines.append(" ".join(["." + macro] + list(marks.group())))
+        return lines + self._plain(plain)
+
+    @staticmethod
+    def _plain(text):
+        lines = textwrap.wrap(escape(" ".join(text.split())), WIDTH, break_long_words=False, break_on_hyphens=False)
+        return [_guard(line) for line in lines]
 
     def _macro(self, kind, text, opening):
         if kind in ("function", "data") and self._prose.page_of(text) != self._page.name:

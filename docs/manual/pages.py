@@ -12,7 +12,8 @@ OF_ALL = re.compile(r"(All|All four|Each|Each function|Each of the|Every) .*\bre
 
 
 def _constant_rows(declaration):
-    return Rows([(f"{name} ({value})", [Paragraph(said)] if said else []) for name, value, said in declaration.constants])
+    return Rows([(f"{name} ({value})", [Paragraph(said)] if said else [])
+                 for name, value, said in declaration.constants])
 
 
 def _entry_rows(entry):
@@ -154,18 +155,21 @@ def _own(options):
 
 
 def _command_blocks(command):
-    blocks = blocks_of(command.description)
-    blocks[0].text = blocks[0].text.rstrip(".") + "."
+    blocks = blocks_of(command.description + ".")
     rows = _option_rows(command.arguments + _own(command.switches))
     return blocks + ([Rows(rows)] if rows else []) + blocks_of(command.remarks)
 
 
+def _sentence(text):
+    return text[0].upper() + text[1:] + "."
+
+
 def _exit_status(text):
-    items = re.split(r", ", text)
-    if all(re.match(r"\d+ ", item) for item in items):
-        return Rows([tuple(item.split(" ", 1)[:1]) + ([Paragraph(item.split(" ", 1)[1][0].upper()
-                                                                 + item.split(" ", 1)[1][1:] + ".")],) for item in items])
-    return Paragraph(text[0].upper() + text[1:] + ".")
+    """Numbers and what they mean, where it says nothing else."""
+    items = [item.split(" ", 1) for item in text.split(", ")]
+    if all(number.isdigit() for number, _ in items):
+        return Rows([(number, [Paragraph(_sentence(meaning))]) for number, meaning in items])
+    return Paragraph(_sentence(text))
 
 
 def page_name(command):
@@ -177,7 +181,7 @@ def program_page(program, environment, split):
     """The program's own page: of one that is split into families, with references to theirs."""
     common = [option for option in program.switches if option not in _own(program.switches)]
     if split:
-        commands_rows = Rows([(f"{page_name(command)}(1)", [Paragraph(command.description + ".")])
+        commands_rows = Rows([(f"{page_name(command)}(1)", [Paragraph(_sentence(command.description))])
                               for command in program.commands])
         options = [Paragraph("Every command has these too:"), Rows(_option_rows(common))]
     else:

@@ -110,7 +110,8 @@ class Renderer:
                 parts.append(f"<pre>{self._synopsis(block)}</pre>")
             elif block.spaced and not self._is_list_of_pages(block):
                 for term, inner in block.rows:
-                    parts += ['<div class="entry">', self._heading(term), "<div>"] + self._blocks(inner) + ["</div></div>"]
+                    parts += ['<div class="entry">', self._heading(term), "<div>"] + self._blocks(inner)
+                    parts.append("</div></div>")
             else:
                 parts.append("<dl>")
                 for term, inner in block.rows:
