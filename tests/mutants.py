@@ -2,8 +2,8 @@
 """Changes the library in one place at a time and asks the tests whether they notice.
 
 A mutant is src/ with one constant, comparison, status or statement changed. It is compiled in a tree of its own, and
-the test programs of build/default run against it: those of its room first, the others when none of these fails, up to
-the first that does. What no test can notice is put aside by name in tests/mutants.equivalent.
+the test program of build/default runs against it: the cases of its room first, those of rooms that call it when none of
+these fails, up to the first that does. What no test can notice is put aside by name in tests/mutants.equivalent.
 
 Which mutants a sample takes depends on the sources alone. Results are kept in build/mutants: an interrupted run goes
 on where it stopped, and once sources or tests have changed, the test that noticed a mutant last time runs first.
@@ -107,7 +107,8 @@ def mutants_of(file, text, following):
         elif token["text"]:
             new = changed_text(old)
         elif token["number"]:
-            new = hex(int(old, 16) + 1) if old[:2].lower() == "0x" else str(float(old) + 1 if "." in old else int(old) + 1)
+            is_hex = old[:2].lower() == "0x"
+            new = hex(int(old, 16) + 1) if is_hex else str(float(old) + 1 if "." in old else int(old) + 1)
         elif token["comparison"]:
             new, kind = COMPARISONS.get(old, ""), "comparison"
         elif old in following:
@@ -169,7 +170,9 @@ def read_tests():
         subprocess.run(list_cases, stdout=subprocess.DEVNULL, check=True)
         suites = json.load(open(cases.name))["testsuites"]
     directories = {
-        f"{suite['name']}.{case['name']}": Path(case["file"]).parent.name for suite in suites for case in suite["testsuite"]
+        f"{suite['name']}.{case['name']}": Path(case["file"]).parent.name
+        for suite in suites
+        for case in suite["testsuite"]
     }
     tests = [Test(entry, directories) for entry in json.loads(listing.stdout)["tests"] if "command" in entry]
     return [test for test in tests if test.name in directories and not test.name.startswith(NOT_ASKED)]
@@ -202,9 +205,10 @@ class Laboratory:
             if (ROOT / name).is_file():
                 (self.source / name).parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy2(ROOT / name, self.source / name)
-        off = [f"-DOSTDRV_{what}=OFF" for what in ("BUILD_TESTS", "BUILD_TOOLS", "BUILD_EXAMPLES", "BUILD_BENCH", "WERROR")]
-        configure = ["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-O1 -w"]
-        subprocess.run(configure + off, stdout=subprocess.DEVNULL, check=True)
+        off = ("BUILD_TESTS", "BUILD_TOOLS", "BUILD_EXAMPLES", "BUILD_BENCH", "INSTALL", "WERROR")
+        configure = ["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja"]
+        configure += ["-DCMAKE_BUILD_TYPE=", "-DCMAKE_CXX_FLAGS=-O1 -w"] + [f"-DOSTDRV_{what}=OFF" for what in off]
+        subprocess.run(configure, stdout=subprocess.DEVNULL, check=True)
         if not self.compile():
             sys.exit("the library as it is does not compile")
         self.original = self.library()
@@ -212,7 +216,8 @@ class Laboratory:
         shutil.copy2(BUILD / "tests/ostdrv_tests", self.scratch)
 
     def compile(self):
-        return subprocess.run(["cmake", "--build", self.build, "--target", "ostdrv"], capture_output=True).returncode == 0
+        build = ["cmake", "--build", self.build, "--target", "ostdrv"]
+        return subprocess.run(build, capture_output=True).returncode == 0
 
     def library(self):
         return (self.build / "src/libostdrv.so.1").read_bytes()
@@ -305,7 +310,7 @@ def summary(chosen, results, equivalent):
     enough = True
     print(f"\n{'room':15} {'mutants':>8} {'noticed':>8} {'equivalent':>11} {'in 100':>7}")
     for room in sorted({mutant.room for mutant in chosen}):
-        outcomes = [(m.name in equivalent, results.valid[m.name]) for m in chosen if m.room == room and m.name in results.valid]
+        outcomes = [(m.name in equivalent, results.valid[m.name]) for m in chosen if m.room == room]
         real = [(aside, outcome) for aside, outcome in outcomes if outcome != "does not compile"]
         same = sum(outcome == "same code" or (aside and outcome == "unnoticed") for aside, outcome in real)
         noticed = sum(outcome not in ("same code", "unnoticed") for _, outcome in real)
@@ -319,12 +324,13 @@ def parse_arguments():
     parser = argparse.ArgumentParser(
         formatter_class=argparse.RawDescriptionHelpFormatter,
         description=__doc__,
-        epilog="The exit status is 0 when at least 90 of 100 mutants are noticed in each room that was measured, 1 when\n"
-        "they are not, 2 when nothing could be measured. build/default has to be built.",
+        epilog="The exit status is 0 when at least 90 of 100 mutants are noticed in each room that was measured, 1\n"
+        "when they are not, 2 when nothing could be measured.",
     )
     rooms = sorted(path.name for path in (ROOT / "src").iterdir() if path.is_dir())
     parser.add_argument("--room", action="append", choices=rooms, help="measure this room only; may be repeated")
-    parser.add_argument("--sample", type=int, default=60, metavar="N", help="so many mutants of each room, spread evenly; 0: all (60)")
+    several = "so many mutants of each room, spread evenly; 0: all (default: 40)"
+    parser.add_argument("--sample", type=int, default=40, metavar="N", help=several)
     parser.add_argument("--kind", action="append", choices=KINDS, help="change only this; may be repeated")
     parser.add_argument("--list", action="store_true", help="name the mutants and test none")
     arguments = parser.parse_args()
