@@ -61,6 +61,8 @@ TEST_P(Schemes, ASoundChainIsKeptAndVerifiedAndNothingElseIs) {
     EXPECT_EQ(verify(), GetParam().blank);
     save_chain();
     EXPECT_EQ(verify(), sound);
+    const sim::Fault silent{.name = "atcab_verify_extern", .lasting = true, .has_result = true};
+    EXPECT_EQ(with_fault(silent, [&] { return verify(); }), trustx ? sound : unsound) << "no verdict is no yes";
     const bool given = GetParam().exported == 0;
     EXPECT_EQ(exported(tpm_cert_export_signer_cert, GetParam().exported), given ? signer_cert : Bytes());
     EXPECT_EQ(exported(tpm_cert_export_device_cert, GetParam().exported), given ? device_cert : Bytes());
