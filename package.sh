@@ -61,7 +61,7 @@ packaged=$(dpkg-parsechangelog -l packaging/debian/changelog -S Version)
 [[ $packaged == "$version" ]] ||
     cannot "packaging/debian/changelog begins with $packaged, CMakeLists.txt says $version: add an entry for $version"
 
-work=$(mktemp -d "${TMPDIR:-/var/tmp}/ostdrv-package.XXXXXX")
+work=$(mktemp -d "${TMPDIR:-/var/tmp}/ostdrv-package.XXXXXX") || exit 2
 trap 'rm -rf "$work"' EXIT
 trap 'exit 1' INT TERM HUP
 failed=0
