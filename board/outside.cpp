@@ -18,8 +18,8 @@
 #include <type_traits>
 
 #include "command.hpp"
-#include "files.hpp"
 #include "support/owned.hpp"
+#include "surroundings.hpp"
 #include "world.hpp"
 
 namespace ostdrv::tool {
@@ -115,127 +115,72 @@ class Machine {
     Descriptor requests_, replies_;
 };
 
-struct Options {
-    int line = 0, channel = 0, raw = 0;
-    unsigned bytes = 0;
-    std::size_t level = 0, light = 0, position = 0;
-    double celsius = 0;
-    std::string file;
-} options;
+unsigned bytes_to_power_cut = 0;
 
-const Words levels{"low", "high"}, lights{"panel", "red", "green", "blue"}, positions{"off", "on"};
-
-void drive_line() {
-    const Outside world;
-    const bool high = options.level == 1;
-    if (!Machine::runs()) {
-        world->gpio.drive(options.line, high);
-        return;
-    }
-    Machine machine;
-    machine.await_quiet();
-    if (!world->gpio.drive(options.line, high)) return;
-    machine.raise_interrupt();
-    machine.await_quiet();
-}
-
-void add_line(Command &program) {
-    Command &command =
-        program.add_command("line", "Drive a GPIO line from outside; without LEVEL: print its direction and level");
-    command.add_number("LINE", options.line, "Its number", 0, 31).required();
-    Option &level = command.add_choice("LEVEL", options.level, levels, "Where to");
-    command.action([&level] {
-        if (level.given()) return drive_line();
-        const Outside world;
-        const board::Gpio &gpio = world->gpio;
-        std::printf("%s %s\n", gpio.is_output(options.line) ? "out" : "in",
-                    levels[gpio.level(options.line) ? 1 : 0].c_str());
-    });
-}
-
-void add_adc(Command &program) {
-    Command &command = program.add_command("adc", "Set what an ADC channel samples; without RAW: print it");
-    constexpr int channels = std::extent_v<decltype(board::Chips::samples)>;
-    command.add_number("CHANNEL", options.channel, "Its number", 0, channels - 1).required();
-    Option &raw = command.add_number("RAW", options.raw, "The sample", 0, 4095);
-    command.action([&raw] {
-        const Outside world;
-        volatile std::uint16_t &sample = world->chips.samples[options.channel];
-        if (raw.given())
-            sample = static_cast<std::uint16_t>(options.raw);
-        else
-            std::printf("%d\n", sample);
-    });
-}
-
-void add_temperature(Command &program) {
-    using board::Thermometer;
-    Command &command = program.add_command(
-        "temperature", "Set /sys/class/thermal/thermal_zone0/temp, -20.0 to 82.3; without DEGREES: print it");
-    Option &degrees = command.add_real("DEGREES", options.celsius, "Degrees Celsius");
-    command.action([&degrees] {
-        const Outside world;
-        Thermometer &thermometer = world->thermometer;
-        if (!degrees.given()) {
-            std::printf("%.1f\n", Thermometer::celsius(thermometer.status & Thermometer::largest));
+class VirtualSurroundings : public Surroundings {
+ public:
+    void drive(int line, bool high) override {
+        must(line <= 31, "line");
+        if (!Machine::runs()) {
+            world_->gpio.drive(line, high);
             return;
         }
-        const double count = std::round((options.celsius - Thermometer::celsius(0)) / Thermometer::celsius_per_count);
+        Machine machine;
+        machine.await_quiet();
+        if (!world_->gpio.drive(line, high)) return;
+        machine.raise_interrupt();
+        machine.await_quiet();
+    }
+    Line line(int line) override {
+        must(line <= 31, "line");
+        return {world_->gpio.is_output(line), world_->gpio.level(line)};
+    }
+    void set_sample(int channel, int raw) override {
+        if (raw < 0 || raw > 4095) throw BadUsage("the ADC samples 0 to 4095");
+        cell(channel) = static_cast<std::uint16_t>(raw);
+    }
+    int sample(int channel) override { return cell(channel); }
+    void set_temperature(double celsius) override {
+        const double count = std::round((celsius - Thermometer::celsius(0)) / Thermometer::celsius_per_count);
         if (!(count >= 0 && count <= Thermometer::largest))
             throw BadUsage("the thermometer measures -20.0 to 82.3 degrees");
-        thermometer.status = Thermometer::valid | static_cast<std::uint32_t>(count);
-    });
-}
+        world_->thermometer.status = Thermometer::valid | static_cast<std::uint32_t>(count);
+    }
+    double temperature() override { return Thermometer::celsius(world_->thermometer.status & Thermometer::largest); }
+    unsigned light(const std::string &name) override {
+        const auto found = std::find(lights.begin(), lights.end(), name);
+        if (found == lights.end()) throw Failure("the board has no light " + name + suggestion(name, lights));
+        const auto index = found - lights.begin();
+        return world_->pwm[index / 2].brightness(static_cast<int>(index % 2));
+    }
+    void fill_eeprom(const Bytes &bytes) override { std::copy(bytes.begin(), bytes.end(), std::begin(world_->eeprom)); }
+    Bytes eeprom() override { return {std::begin(world_->eeprom), std::end(world_->eeprom)}; }
+    void protect_eeprom(bool on) override { world_->chips.eeprom_protected = on; }
+    bool eeprom_is_protected() override { return world_->chips.eeprom_protected; }
 
-void add_light(Command &program) {
-    Command &command = program.add_command("light", "Print a light's brightness, 0 to 255");
-    command.add_choice("NAME", options.light, lights, "The light").required();
-    command.action([] {
-        const Outside world;
-        std::printf("%u\n", world->pwm[options.light / 2].brightness(static_cast<int>(options.light % 2)));
-    });
-}
+ private:
+    using Thermometer = board::Thermometer;
+    const Outside world_;
+    const Words lights{"panel", "red", "green", "blue"};
 
-void add_eeprom(Command &program) {
-    Command &out = program.add_command("eeprom-out", "Copy what the EEPROM holds to a file");
-    out.add_file("FILE", options.file, "Is made or replaced").required();
-    out.action([] {
-        const Outside world;
-        write_file(options.file, Bytes(std::begin(world->eeprom), std::end(world->eeprom)));
-    });
-
-    Command &in = program.add_command("eeprom-in", "Fill the EEPROM from a file of its 4096 bytes");
-    in.add_file("FILE", options.file, "As eeprom-out leaves it").required();
-    in.action([] {
-        constexpr std::size_t size = sizeof World::eeprom;
-        const Bytes bytes = read_file(options.file, size);
-        if (bytes.size() != size)
-            throw Failure(options.file + " has " + std::to_string(bytes.size()) + " bytes, the EEPROM 4096");
-        const Outside world;
-        std::copy(bytes.begin(), bytes.end(), std::begin(world->eeprom));
-    });
-
-    Command &protect =
-        program.add_command("eeprom-protect", "Let the EEPROM acknowledge and keep its bytes; alone: print whether");
-    Option &position = protect.add_choice("POSITION", options.position, positions, "Of the switch");
-    protect.action([&position] {
-        const Outside world;
-        board::Register &is_protected = world->chips.eeprom_protected;
-        if (position.given())
-            is_protected = options.position == 1;
-        else
-            std::printf("%s\n", positions[is_protected ? 1 : 0].c_str());
-    });
-}
+    static void must(bool there, const char *what) {
+        if (!there) throw Failure(std::string("the board has no such ") + what);
+    }
+    volatile std::uint16_t &cell(int channel) const {
+        constexpr int channels = std::extent_v<decltype(board::Chips::samples)>;
+        must(channel < channels, "channel");
+        return world_->chips.samples[channel];
+    }
+};
 
 void add_power_cut(Command &program) {
     Command &command = program.add_command("power-cut", "Take the board's power away, now or in the middle of a store");
-    Option &bytes = command.add_number("--eeprom-bytes", options.bytes,
+    Option &bytes = command.add_number("--eeprom-bytes", bytes_to_power_cut,
                                        "Not now, but once the EEPROM has taken so many bytes more; 0: never");
     command.action([&bytes] {
         if (bytes.given()) {
             const Outside world;
-            world->chips.bytes_to_power_cut = options.bytes;
+            world->chips.bytes_to_power_cut = bytes_to_power_cut;
             return;
         }
         long process = 0;
@@ -268,11 +213,7 @@ void add_power_up(Command &program) {
 int main(int argc, char **argv) {
     if (argc > 1) directory = argv[1];
     Program program("board.sh", "What surrounds the virtual board, also while it runs.");
-    add_line(program);
-    add_adc(program);
-    add_temperature(program);
-    add_light(program);
-    add_eeprom(program);
+    add_surroundings(program, "./board.sh", [] { return std::make_unique<VirtualSurroundings>(); });
     add_power_cut(program);
     add_power_up(program);
     return program.run(argc > 1 ? argc - 1 : argc, argc > 1 ? argv + 1 : argv);

@@ -4,50 +4,29 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <set>
 
 #include "core/board_state.hpp"
 #include "core/fault_plan.hpp"
 #include "device_paths.hpp"
+#include "eeprom.hpp"
 #include "gpio_class.hpp"
 
 namespace ostdrv::sim {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr std::array<std::string_view, 3> attribute_trees{"/sys/class/", "/var/tmp/adc/", "/proc/device-tree/"};
 constexpr std::string_view lights = "/sys/class/backlight/";
 constexpr std::string_view brightness = "/brightness";
 constexpr std::string_view own_sensor = "/sys/class/thermal/thermal_zone0/temp";
 constexpr std::string_view leds = "/sys/class/leds/";
-constexpr int highest_brightness = 255;
-
-bool is_attribute(std::string_view path) {
-    return std::any_of(attribute_trees.begin(), attribute_trees.end(),
-                       [&](std::string_view tree) { return path.starts_with(tree); });
-}
+constexpr unsigned long highest_brightness = 255;
 
 std::string adc_attribute(int channel) { return "/var/tmp/adc/in_voltage" + std::to_string(channel) + "_raw"; }
-
-int store_brightness(const std::string &device_path, std::string_view text) {
-    const auto value = kernel_number(text);
-    if (!value || *value < 0 || *value > highest_brightness) return EINVAL;
-    return set_attribute(device_path, std::to_string(*value)) ? 0 : EIO;
-}
-
-// The error number of a write, nothing for an attribute that keeps what is written like any other file.
-std::optional<int> store(const std::string &device_path, std::string_view text) {
-    if (const auto error = gpio_store(device_path, text)) return error;
-    if ((device_path.starts_with(lights) || device_path.starts_with(leds)) && device_path.ends_with(brightness))
-        return store_brightness(device_path, text);
-    return std::nullopt;
-}
 
 void make_attribute(const std::string &device_path, std::string_view value) {
     if (!fs::exists(*board_path(device_path))) set_attribute(device_path, value);
@@ -82,32 +61,20 @@ void make_attributes(const BoardDescription &board) {
     make_lights(lights, board.light_names());
     make_lights(leds, board.led ? std::set<std::string>{"red", "green", "blue"} : std::set<std::string>{});
     make_attribute(std::string(own_sensor), "25000");
+    make_eeprom();
 }
 
-int open_flags(const char *path, int flags) {
-    return path && is_attribute(path) ? flags & ~(O_CREAT | O_EXCL | O_TRUNC) : flags;
+int store_backlight(const std::string &device_path, std::string_view text) {
+    unsigned long value = 0;
+    if (const int error = kernel_number(text, value)) return error;
+    if (value > highest_brightness) return EINVAL;
+    return set_attribute(device_path, std::to_string(value)) ? 0 : EIO;
 }
 
-std::string open_mode(const char *path, const char *mode) {
-    if (!path || !is_attribute(path) || mode[0] != 'w') return mode;
-    return std::string("r+") + (std::strchr(mode, 'e') ? "e" : "");
-}
-
-std::optional<ssize_t> write_attribute(int descriptor, const void *bytes, std::size_t size) {
-    const std::string device_path = device_path_of(descriptor);
-    if (device_path.empty() || size == 0 || (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDONLY) return std::nullopt;
-    std::string_view text(static_cast<const char *>(bytes), size);
-    if (text.ends_with('\n')) text.remove_suffix(1);
-
-    const int kept_errno = errno;
-    const auto error = store(device_path, text);
-    errno = kept_errno;
-    if (!error) return std::nullopt;
-    if (*error) {
-        errno = *error;
-        return -1;
-    }
-    return lseek(descriptor, static_cast<off_t>(size), SEEK_CUR) < 0 ? -1 : static_cast<ssize_t>(size);
+int store_led(const std::string &device_path, std::string_view text) {
+    unsigned long value = 0;
+    if (const int error = kernel_number(text, value)) return error;
+    return set_attribute(device_path, std::to_string(std::min(value, highest_brightness))) ? 0 : EIO;
 }
 
 std::optional<std::string> attribute(std::string_view device_path) {
@@ -127,7 +94,6 @@ bool set_attribute(std::string_view device_path, std::string_view value) {
     return replace_content(*file, std::string(value) + "\n");
 }
 
-// pwrite, because write on an attribute is answered by the kernel's part.
 bool replace_content(const fs::path &file, std::string_view content) {
     Unseen unseen;
     std::error_code error;
@@ -145,14 +111,23 @@ std::string content_of(const fs::path &file) {
     return bytes ? std::string(bytes->begin(), bytes->end()) : std::string();
 }
 
-std::optional<long> kernel_number(std::string_view text) {
+int kernel_number(std::string_view text, long &number) {
     const std::string copy(text);
-    const bool starts_well = !copy.empty() && !std::isspace(static_cast<unsigned char>(copy[0]));
     char *end = nullptr;
     errno = 0;
-    const long number = std::strtol(copy.c_str(), &end, 0);
-    if (!starts_well || errno != 0 || end != copy.c_str() + copy.size()) return std::nullopt;
-    return number;
+    const long found = std::strtol(copy.c_str(), &end, 0);
+    const int error = errno;
+    if (copy.empty() || std::isspace(static_cast<unsigned char>(copy[0])) || *end != '\0') return EINVAL;
+    if (error == 0) number = found;
+    return error;
+}
+
+int kernel_number(std::string_view text, unsigned long &number) {
+    long found = 0;
+    const int error = kernel_number(text, found);
+    if (error || found < 0) return text.starts_with('-') ? EINVAL : error;
+    number = static_cast<unsigned long>(found);
+    return 0;
 }
 
 bool set_adc(int channel, int raw) {
@@ -161,12 +136,5 @@ bool set_adc(int channel, int raw) {
 }
 
 bool set_temperature(double celsius) { return set_attribute(own_sensor, std::to_string(std::lround(celsius * 1000))); }
-
-bool set_adc_temperature(int channel, const Thermistor &thermistor, double celsius) {
-    const double kelvin = celsius + 273.15;
-    const double resistance = thermistor.r_nominal * std::exp(thermistor.beta * (1 / kelvin - 1 / 298.15));
-    const double share = resistance / (thermistor.r_series + resistance);
-    return set_adc(channel, static_cast<int>(std::lround(thermistor.full_scale * share)));
-}
 
 }  // namespace ostdrv::sim

@@ -1,10 +1,7 @@
-// The kernel's attribute files on a simulated board. Each is an ordinary file that holds one value and a newline; what
-// the kernel does differently from ordinary files happens here: it neither creates nor truncates them, it takes one
-// write for one value wherever the descriptor stands, and it refuses what the device cannot do.
+// The values behind a simulated board's attributes: lights, ADC channels, temperatures, and how any of them is read and
+// replaced from the board's own side.
 #ifndef OSTDRV_SIM_ATTRIBUTES_HPP
 #define OSTDRV_SIM_ATTRIBUTES_HPP
-
-#include <sys/types.h>
 
 #include <filesystem>
 #include <optional>
@@ -19,12 +16,9 @@ struct BoardDescription;
 // What was there keeps its value.
 void make_attributes(const BoardDescription &board);
 
-// How open and fopen open a path: as asked, but an attribute without creation and truncation.
-int open_flags(const char *path, int flags);
-std::string open_mode(const char *path, const char *mode);
-
-// What write on a descriptor gives when it stands for an attribute that answers writes, with errno set.
-std::optional<ssize_t> write_attribute(int descriptor, const void *bytes, std::size_t size);
+// A driver's answer to a text written: 0, or its error number.
+int store_backlight(const std::string &device_path, std::string_view text);
+int store_led(const std::string &device_path, std::string_view text);
 
 // An attribute's value without the newline; nothing where there is none.
 std::optional<std::string> attribute(std::string_view device_path);
@@ -33,23 +27,14 @@ bool set_attribute(std::string_view device_path, std::string_view value);
 bool replace_content(const std::filesystem::path &file, std::string_view content);
 std::string content_of(const std::filesystem::path &file);
 
-// The number that the kernel's kstrtol takes a written text for, whose newline is cut off already.
-std::optional<long> kernel_number(std::string_view text);
+// The number that the kernel takes a written text for, whose newline is cut off already: 0, or EINVAL or ERANGE.
+int kernel_number(std::string_view text, long &number);
+int kernel_number(std::string_view text, unsigned long &number);
 
 // What the board's surroundings do to its inputs: a channel's raw sample; the millidegrees of the board's own sensor
 // (/sys/class/thermal/thermal_zone0/temp). False when the board has no such channel.
 bool set_adc(int channel, int raw);
 bool set_temperature(double celsius);
-
-// An NTC thermistor and its divider: resistances in ohms, beta in kelvin, the sample at full scale in counts.
-struct Thermistor {
-    int r_nominal = 10000;
-    int beta = 3950;
-    int r_series = 10000;
-    int full_scale = 4096;
-};
-// The sample nearest to a temperature.
-bool set_adc_temperature(int channel, const Thermistor &thermistor, double celsius);
 
 }  // namespace ostdrv::sim
 

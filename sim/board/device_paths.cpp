@@ -1,5 +1,6 @@
 #include "device_paths.hpp"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,6 +10,7 @@
 #include <cstdio>
 
 #include "core/board_state.hpp"
+#include "core/fault_plan.hpp"
 
 namespace ostdrv::sim {
 namespace {
@@ -21,11 +23,12 @@ struct DevicePrefix {
 // The temporary files of the ASN.1 dump are the board's own too: their names repeat within a second, so two boards on
 // one workstation would take each other's.
 constexpr std::array prefixes{
-    DevicePrefix{"/sys/class/gpio", true},   DevicePrefix{"/sys/class/backlight", true},
-    DevicePrefix{"/sys/class/leds", true},   DevicePrefix{"/sys/class/thermal", true},
-    DevicePrefix{"/var/tmp/adc", true},      DevicePrefix{"/mnt/settings", true},
-    DevicePrefix{"/proc/device-tree", true}, DevicePrefix{"/dev/i2c-", false},
-    DevicePrefix{"/tmp/der.tmp", false},     DevicePrefix{"/tmp/asn1decode.tmp", false},
+    DevicePrefix{"/sys/class/gpio", true},      DevicePrefix{"/sys/class/backlight", true},
+    DevicePrefix{"/sys/class/leds", true},      DevicePrefix{"/sys/class/thermal", true},
+    DevicePrefix{"/var/tmp/adc", true},         DevicePrefix{"/var/tmp/eeprom", true},
+    DevicePrefix{"/mnt/settings", true},        DevicePrefix{"/proc/device-tree", true},
+    DevicePrefix{"/dev/i2c-", false},           DevicePrefix{"/tmp/der.tmp", false},
+    DevicePrefix{"/tmp/asn1decode.tmp", false},
 };
 
 bool is_device_path(std::string_view path) {
@@ -52,6 +55,29 @@ std::string escaped(const std::string &text) {
     return escaped_text;
 }
 
+std::string link_target(const char *link) {
+    const int kept_errno = errno;
+    char target[PATH_MAX];
+    const ssize_t length = readlink(link, target, sizeof target);
+    errno = kept_errno;
+    return length > 0 ? std::string(target, static_cast<std::size_t>(length)) : std::string();
+}
+
+// The device path that the board keeps in this file. Nearly every file is ruled out by the first look: this is asked at
+// every read and write.
+std::string device_path_behind(std::string_view file) {
+    if (file.find("/fs/") == std::string_view::npos) return {};
+    const int kept_errno = errno;
+    const Unseen unseen;
+    std::error_code error;
+    const std::string given = files_directory(), canonical = std::filesystem::weakly_canonical(given, error).string();
+    errno = kept_errno;
+    for (const std::string &directory : {given, canonical})
+        if (file.starts_with(directory) && is_device_path(file.substr(directory.size())))
+            return std::string(file.substr(directory.size()));
+    return {};
+}
+
 }  // namespace
 
 std::optional<std::filesystem::path> board_path(std::string_view device_path) {
@@ -60,21 +86,21 @@ std::optional<std::filesystem::path> board_path(std::string_view device_path) {
 }
 
 std::string device_path_of(int descriptor) {
-    const int kept_errno = errno;
     char link[32];
     std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
-    char target[PATH_MAX];
-    const ssize_t length = readlink(link, target, sizeof target);
-    errno = kept_errno;
-    if (length <= 0) return {};
-    // Nearly every descriptor is ruled out here: this is asked at every read and write.
-    const std::string_view path(target, static_cast<std::size_t>(length));
-    if (path.find("/fs/") == std::string_view::npos) return {};
-    std::error_code error;
-    const std::string directory = std::filesystem::weakly_canonical(files_directory(), error).string();
-    errno = kept_errno;
-    if (!path.starts_with(directory) || !is_device_path(path.substr(directory.size()))) return {};
-    return std::string(path.substr(directory.size()));
+    return device_path_behind(link_target(link));
+}
+
+std::string device_path_of(int directory, const char *path) {
+    if (!path || !*path) return {};
+    std::string whole = path;
+    if (*path != '/') {
+        char link[32] = "/proc/self/cwd";
+        if (directory != AT_FDCWD) std::snprintf(link, sizeof link, "/proc/self/fd/%d", directory);
+        whole = link_target(link) + "/" + whole;
+    }
+    whole = std::filesystem::path(whole).lexically_normal().string();
+    return is_device_path(whole) ? whole : device_path_behind(whole);
 }
 
 std::string with_board_paths(std::string_view command) {
@@ -90,7 +116,7 @@ std::string with_board_paths(std::string_view command) {
     return mapped;
 }
 
-PathArgument::PathArgument(const char *path) : given_(path) {
+PathArgument::PathArgument(const char *path, int directory) : given_(path), directory_(directory) {
     if (!path) return;
     const int kept_errno = errno;
     if (const auto mapped = board_path(path)) mapped_ = mapped->string();

@@ -1,6 +1,5 @@
 #include "gpio_class.hpp"
 
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -15,8 +14,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view class_directory = "/sys/class/gpio";
-constexpr std::string_view deleted = " (deleted)";
-
 // An exported line. What the kernel keeps about it is what its attributes show.
 class Line {
  public:
@@ -34,37 +31,44 @@ class Line {
     bool show_level(bool high) const { return put("value", high != active_low() ? "1" : "0"); }
 
     int store_direction(std::string_view text) const {
-        if (text == "in") return put("direction", "in") && show_level(LineState::load(line_).driven_high) ? 0 : EIO;
-        if (text != "out" && text != "low" && text != "high") return EINVAL;
-        return put("direction", "out") && show_level(text == "high") ? 0 : EIO;
+        if (text != "in" && text != "out" && text != "low" && text != "high") return EINVAL;
+        LineState state = LineState::load(line_);
+        state.is_output = text != "in";
+        state.drives_high = text == "high";
+        return state.save(line_) && put("direction", state.is_output ? "out" : "in") && show_level(state.level()) ? 0
+                                                                                                                  : EIO;
     }
     int store_value(std::string_view text) const {
+        long number = 0;
+        const int error = kernel_number(text, number);
         if (!is_output()) return EPERM;
-        const auto number = kernel_number(text);
-        if (!number) return EINVAL;
-        return put("value", *number ? "1" : "0") ? 0 : EIO;
+        if (error) return error;
+        LineState state = LineState::load(line_);
+        state.drives_high = (number != 0) != active_low();
+        return state.save(line_) && show_level(state.drives_high) ? 0 : EIO;
     }
-    // An output cannot be an interrupt.
+    // An output cannot become an interrupt, but what became an output later stays one.
     int store_edge(std::string_view text) const {
         if (text != "none" && text != "rising" && text != "falling" && text != "both") return EINVAL;
-        if (text != "none" && is_output()) return EIO;
-        return put("edge", text) ? 0 : EIO;
+        if (edge() == std::string(text) + "\n") return 0;
+        const bool refused = text != "none" && is_output();
+        return put("edge", refused ? "none" : text) && !refused ? 0 : EIO;
     }
     int store_active_low(std::string_view text) const {
-        const auto number = kernel_number(text);
-        if (!number) return EINVAL;
+        long number = 0;
+        if (const int error = kernel_number(text, number)) return error;
         const bool level = value() != active_low();
-        return put("active_low", *number ? "1" : "0") && show_level(level) ? 0 : EIO;
+        return put("active_low", number ? "1" : "0") && show_level(level) ? 0 : EIO;
     }
 
     // Made whole before it appears under its name, so that nobody finds half a line.
     int export_line() const {
         if (exported()) return EBUSY;
         const Line fresh(*this, directory_.parent_path() / (".gpio" + std::to_string(line_)));
-        LineState state = LineState::load(line_);
+        const LineState state = LineState::load(line_);
         std::error_code error;
-        if (!state.save(line_) || !fresh.put("direction", "in") || !fresh.put("edge", "none") ||
-            !fresh.put("active_low", "0") || !fresh.show_level(state.driven_high))
+        if (!state.save(line_) || !fresh.put("direction", state.is_output ? "out" : "in") ||
+            !fresh.put("edge", "none") || !fresh.put("active_low", "0") || !fresh.show_level(state.level()))
             return EIO;
         fs::rename(fresh.directory_, directory_, error);
         return error ? EIO : 0;
@@ -87,10 +91,17 @@ class Line {
 
 bool on_board(long line) { return line >= 0 && line < BoardDescription::load().gpio_lines; }
 
-int store_export(std::string_view text, int (Line::*action)() const) {
-    const auto number = kernel_number(text);
-    if (!number || !on_board(*number)) return EINVAL;
-    return (Line(static_cast<int>(*number)).*action)();
+int store_number(std::string_view text, int (Line::*action)() const) {
+    long number = 0;
+    if (const int error = kernel_number(text, number)) return error;
+    const StateLock lock;
+    return on_board(number) ? (Line(static_cast<int>(number)).*action)() : EINVAL;
+}
+
+int store_line(const std::string &device_path, std::string_view text, int (Line::*store)(std::string_view) const) {
+    const auto number = line_of(device_path);
+    const StateLock lock;
+    return number ? (Line(*number).*store)(text) : EINVAL;
 }
 
 }  // namespace
@@ -106,42 +117,39 @@ void make_gpio_class(int lines) {
     set_attribute(controller + "ngpio", std::to_string(lines));
     std::error_code error;
     for (const auto &entry : fs::directory_iterator(*board_path(class_directory)))
-        if (const auto found =
-                line_attribute(std::string(class_directory) + "/" + entry.path().filename().string() + "/");
-            found && found->line >= lines)
+        if (const auto line = line_of(std::string(class_directory) + "/" + entry.path().filename().string());
+            line && *line >= lines)
             fs::remove_all(entry.path(), error);
 }
 
-std::optional<LineAttribute> line_attribute(std::string_view device_path) {
+std::optional<int> line_of(std::string_view device_path) {
     const std::string start = std::string(class_directory) + "/gpio";
-    const std::size_t slash = device_path.find('/', start.size());
-    if (!device_path.starts_with(start) || slash == std::string_view::npos) return std::nullopt;
-    LineAttribute found{};
-    const auto [end, error] = std::from_chars(&device_path[start.size()], &device_path[slash], found.line);
-    if (error != std::errc() || end != &device_path[slash]) return std::nullopt;
-    std::string_view name = device_path.substr(slash + 1);
-    found.gone = name.ends_with(deleted);
-    if (found.gone) name.remove_suffix(deleted.size());
-    found.name = name;
-    return found;
+    if (!device_path.starts_with(start)) return std::nullopt;
+    const std::string_view number =
+        device_path.substr(start.size(), device_path.find('/', start.size()) - start.size());
+    int line = 0;
+    const auto [end, error] = std::from_chars(number.begin(), number.end(), line);
+    return error == std::errc() && end == number.end() ? std::optional(line) : std::nullopt;
 }
 
-std::optional<int> gpio_store(std::string_view device_path, std::string_view text) {
-    if (!device_path.starts_with(class_directory)) return std::nullopt;
-    const std::string_view name = device_path.substr(class_directory.size());
-    const StateLock lock;
-    if (name == "/export") return store_export(text, &Line::export_line);
-    if (name == "/unexport") return store_export(text, &Line::unexport_line);
+std::optional<int> edges_of(std::string_view device_path) {
+    return device_path.ends_with("/value") || device_path.ends_with("/value (deleted)") ? line_of(device_path)
+                                                                                        : std::nullopt;
+}
 
-    const auto attribute = line_attribute(device_path);
-    if (!attribute) return std::nullopt;
-    if (attribute->gone) return ENODEV;
-    const Line line(attribute->line);
-    if (attribute->name == "direction") return line.store_direction(text);
-    if (attribute->name == "value") return line.store_value(text);
-    if (attribute->name == "edge") return line.store_edge(text);
-    if (attribute->name == "active_low") return line.store_active_low(text);
-    return std::nullopt;
+int store_export(const std::string &, std::string_view text) { return store_number(text, &Line::export_line); }
+int store_unexport(const std::string &, std::string_view text) { return store_number(text, &Line::unexport_line); }
+int store_direction(const std::string &device_path, std::string_view text) {
+    return store_line(device_path, text, &Line::store_direction);
+}
+int store_value(const std::string &device_path, std::string_view text) {
+    return store_line(device_path, text, &Line::store_value);
+}
+int store_edge(const std::string &device_path, std::string_view text) {
+    return store_line(device_path, text, &Line::store_edge);
+}
+int store_active_low(const std::string &device_path, std::string_view text) {
+    return store_line(device_path, text, &Line::store_active_low);
 }
 
 bool drive_line(int number, bool high) {
@@ -166,16 +174,21 @@ fs::path line_state_file(int line) { return board_root() / "lines" / std::to_str
 
 LineState LineState::load(int line) {
     LineState state;
-    int level = 0;
+    int level = 0, output = 0, drives = 0;
     const std::string text = content_of(line_state_file(line));
-    if (std::sscanf(text.c_str(), "level=%d events=%u", &level, &state.events) != 2) return {};
+    if (std::sscanf(text.c_str(), "level=%d events=%u output=%d drives=%d", &level, &state.events, &output, &drives) <
+        2)
+        return {};
     state.driven_high = level != 0;
+    state.is_output = output != 0;
+    state.drives_high = drives != 0;
     return state;
 }
 
 bool LineState::save(int line) const {
-    char text[40];
-    std::snprintf(text, sizeof text, "level=%d events=%010u\n", driven_high ? 1 : 0, events);
+    char text[60];
+    std::snprintf(text, sizeof text, "level=%d events=%010u output=%d drives=%d\n", driven_high, events, is_output,
+                  drives_high);
     return replace_content(line_state_file(line), text);
 }
 

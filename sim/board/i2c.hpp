@@ -1,15 +1,23 @@
-// The I2C bus of a simulated board: who answers on it.
+// The I2C buses of a simulated board: who answers on them, and what their adapter can do.
 #ifndef OSTDRV_SIM_I2C_HPP
 #define OSTDRV_SIM_I2C_HPP
 
-#include <string_view>
+#include <sys/types.h>
 
-struct i2c_rdwr_ioctl_data;
+#include <atomic>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace ostdrv::sim {
 
-// The kernel's I2C_RDWR on an open bus: the number of messages transferred, or -1 with errno set.
-int i2c_transfer(std::string_view bus_path, i2c_rdwr_ioctl_data &request);
+// The kernel's ioctl on an open bus: its result, or -1 with errno set. `address` is the one chosen for this open file.
+int i2c_control(const std::string &bus_path, std::atomic<int> &address, unsigned long request, void *argument);
+
+// read and write: one message to or from the chosen address.
+ssize_t i2c_read(const std::string &bus_path, int address, void *buffer, std::size_t size);
+ssize_t i2c_write(const std::string &bus_path, int address, std::string_view bytes);
 
 }  // namespace ostdrv::sim
 

@@ -85,6 +85,7 @@ BoardDescription BoardDescription::load() {
         if (key == "usb") board.usb = value == "1";
         if (key == "shell") board.shell = value;
         if (key == "led") board.led = value == "1";
+        if (key == "eeprom_protected") board.eeprom_protected = value == "1";
         if (key == "i2c_bus") board.i2c_bus = std::atoi(value.c_str());
         if (key == "gpio_lines") board.gpio_lines = std::atoi(value.c_str());
         if (key == "adc_channels") board.adc_channels = std::atoi(value.c_str());
@@ -107,7 +108,8 @@ bool BoardDescription::save() const {
     std::ostringstream text;
     text << "chip=" << chip << "\nsilent=" << silent << "\nusb=" << usb << "\nshell=" << shell
          << "\ni2c_bus=" << i2c_bus << "\ngpio_lines=" << gpio_lines << "\nadc_channels=" << adc_channels
-         << "\nlights=" << lights << "\nled=" << led << "\ni2c_address=0x" << std::hex << i2c_address << "\n";
+         << "\nlights=" << lights << "\nled=" << led << "\neeprom_protected=" << eeprom_protected << "\ni2c_address=0x"
+         << std::hex << i2c_address << "\n";
     return replace_file(board_root() / "board", text.str());
 }
 

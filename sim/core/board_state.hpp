@@ -54,6 +54,7 @@ struct BoardDescription {
     int adc_channels = 8;
     std::string lights = "panel,red,green,blue";  // names of backlight devices
     bool led = false;                             // a status LED, driven by the board's own led_drive_set_value
+    bool eeprom_protected = false;                // it acknowledges what is written and keeps its cells
 
     bool is_atecc() const { return chip == "any" || chip.starts_with("atecc"); }
     bool atecc_answers() const { return !silent && is_atecc(); }

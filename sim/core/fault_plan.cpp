@@ -136,7 +136,8 @@ void block_written() {
 
 }  // namespace fault_plan
 
-Unseen::Unseen() { ++unseen_depth; }
+Unseen::Unseen() : Unseen(unseen_depth > 0) {}
+Unseen::Unseen(bool nested) : nested_(nested) { ++unseen_depth; }
 Unseen::~Unseen() { --unseen_depth; }
 
 Uncovered::Uncovered() { --unseen_depth; }

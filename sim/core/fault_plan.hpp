@@ -67,6 +67,15 @@ class Unseen {
     ~Unseen();
     Unseen(const Unseen &) = delete;
     Unseen &operator=(const Unseen &) = delete;
+
+    // Something else covered this thread already: the simulator's own work, to which the board's kernel owes nothing.
+    bool nested() const { return nested_; }
+    // For what is the program's own although it comes about inside a call, as when a stream is flushed.
+    static Unseen of_program() { return Unseen(false); }
+
+ private:
+    explicit Unseen(bool nested);
+    bool nested_;
 };
 
 // While one is alive, the innermost Unseen or Call of this thread covers nothing: for a stand-in that calls back into
@@ -87,6 +96,7 @@ class Call {
 
     // The call is the code under test's own, not one that the simulator or a test's helper makes.
     bool seen() const { return seen_; }
+    const Unseen &caller() const { return unseen_; }
     // The call must not be carried out; errno is set as the plan says.
     bool fails() const { return fails_; }
     // What a failing call returns: the plan's own result, or the function's usual failure.

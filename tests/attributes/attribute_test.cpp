@@ -216,7 +216,7 @@ TEST_F(Attributes, WhatGoesWrongIsSaid) {
     expect(-1, write_ends(2), [] { return x_pwm_set_cycle("panel", 50); });
     EXPECT_EQ(x_gpio_util_direction(7, 1), 0);
     expect(-1, write_ends(0), [] { return x_gpio_util_set(7, 1); });
-    expect(-ENOSPC, {.name = "write", .error = ENOSPC}, [] { return x_sysfs_write_int(attribute, 123); });
+    expect(-ENOSPC, {.name = "write", .error = ENOSPC}, [] { return x_sysfs_write_int(panel.c_str(), 123); });
     expect(-ENODEV, {.name = "read", .error = ENODEV}, [&] { return x_sysfs_read_int(attribute, &value); });
     board.put(input, "8");
     expect(8, {.name = "open"}, [] { return adc_read(3); });

@@ -276,7 +276,7 @@ finds 1 fault chip.answer '.* bus 2, address 0x60, and is then driven at I2C bus
 launcher --silent > made
 finds 1 fault chip.answer '.*where the first program looks: it takes the chip for a Trust X'
 cell i2c-bus '\0\0\0\2'
-finds 0 absent chip.answer 'nothing answers at I2C bus 2, address 0x60 \(Remote I/O error\): the first'
+finds 0 absent chip.answer 'nothing answers at I2C bus 2, address 0x60 \(Connection timed out\): the first'
 launcher --marker atecc > made
 finds 1 fault chip.answer 'nothing answers .*with a Trust X instead, remove /mnt/settings/atecc'
 launcher --marker trustx --answering > made

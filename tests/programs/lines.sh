@@ -69,7 +69,13 @@ $sim line 15 high && wait_for 'line 15 is high' "$root/edges"
 wait $watching
 expect 'ostdrv-sim: the board has no such line, status 1' $sim line 32 high
 
+expect 'in low' $sim line 3
+expect '' $ostdrv gpio set 20=1
+expect 'out high' $sim line 20
+expect '45.5' sh -c "$sim temperature 45.5 && $sim temperature"
+expect "ostdrv-sim: the board has no light panle, did you mean 'panel'?, status 1" $sim light panle
 $sim adc 3 2048
+expect '2048' $sim adc 3
 expect '3=2048' $ostdrv adc 3 --at-once
 expect '25.00' $ostdrv temp --ntc 3
 $sim adc 3 --celsius 60 --full-scale 65536
@@ -92,6 +98,7 @@ done
 
 expect '' $ostdrv pwm panel 50
 expect '50' $ostdrv pwm panel
+expect '128' $sim light panel
 expect '128' $ostdrv attr read /sys/class/backlight/panel/brightness
 expect '' $ostdrv attr write /sys/class/backlight/panel/brightness 7
 expect '{\n  "name": "panel",\n  "percent": 3\n}' $ostdrv pwm panel --json
@@ -127,7 +134,8 @@ chmod +x "$root/bin/pgrep"
 PATH=$root/bin:$PATH
 tool=$2
 finds() {  # STATUS STATE CHECK PATTERN "ARGUMENTS" [DAMAGE]
-    $sim -- $limited sh -c "cd '$root/board/fs' && ${6-:} && exec '$tool' doctor $5" >"$root/found" 2>&1 && status=0 ||
+    change=${6-:} $sim -- $limited sh -c \
+        "cd '$root/board/fs' && env -u LD_PRELOAD sh -c \"\$change\" && exec '$tool' doctor $5" >"$root/found" 2>&1 && status=0 ||
         status=$?
     [ $status = $1 ] && grep -Eq "^$2 +$3 +$4" "$root/found" && return
     echo "doctor $5 after '${6-}': status $status, not $1 and '$2 $3 $4'"

@@ -6,6 +6,14 @@
 
 namespace ostdrv::tool {
 
+// Resistances in ohms, beta in kelvin, the sample at full scale in counts.
+struct Thermistor {
+    int r_nominal = 10000;
+    int beta = 3950;
+    int r_series = 10000;
+    int full_scale = 4096;
+};
+
 template <typename Thermistor>
 void add_thermistor(Command &command, Thermistor &thermistor) {
     command.add_number("--r-nominal", thermistor.r_nominal, "Resistance at 25 degrees, in ohms, else 10000", 1);

@@ -4,12 +4,12 @@
 #include <string_view>
 
 #include "attributes.hpp"
+#include "board_commands.hpp"
 #include "command.hpp"
 #include "launch.hpp"
 #include "output.hpp"
 #include "setup.hpp"
 #include "shell.hpp"
-#include "surroundings.hpp"
 
 namespace ostdrv::tool {
 namespace {
@@ -101,7 +101,7 @@ int main(int argc, char **argv) {
     BoardOptions options;
     add_board_options(program, options);
     add_fault_options(program);
-    add_surroundings(program, options);
+    add_board_commands(program, options);
     Output output;
     output.add_to(program);
     program.action([&] {
