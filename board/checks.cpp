@@ -2,6 +2,7 @@
 // so that it decides when.
 //
 //   board_checks             every family; what a family printed and one line for each check that failed
+//   board_checks line LINE LEVEL   drives a line from outside
 //   board_checks cut BYTES   says what the last cut left, then stores and loses power when BYTES of the store are
 //   written
 #include <ostdrv.h>
@@ -257,6 +258,8 @@ int cut(World &world, unsigned bytes) {
 int main(int argc, char **argv) {
     using namespace ostdrv::board;
     World &world = mapped_world();
+    if (argc == 4 && std::strcmp(argv[1], "line") == 0)
+        return drive(world, register_at(pending_address), std::atoi(argv[2]), std::strcmp(argv[3], "high") == 0), 0;
     if (argc == 3 && std::strcmp(argv[1], "cut") == 0) return cut(world, static_cast<unsigned>(std::atoi(argv[2])));
     return all_families(world);
 }

@@ -4,7 +4,7 @@ built=$source/build/board
 
 guest_packages() {
     apt-cache depends linux-image-arm64:arm64 2> /dev/null | sed -n 's/.*Depends: //p'
-    printf '%s:arm64\n' busybox-static dash openssl i2c-tools libi2c0 libc6 libgcc-s1 libstdc++6 libssl3 zlib1g \
+    printf '%s:arm64\n' busybox-static dash bash libtinfo6 openssl i2c-tools libi2c0 libc6 libgcc-s1 libstdc++6 libssl3 zlib1g \
         procps libproc2-0 libsystemd0 libcap2 libgcrypt20 liblzma5 libzstd1 liblz4-1 libgpg-error0
 }
 
@@ -73,14 +73,14 @@ prepare_programs() {
 arm_programs() {
     local arm=$source/build/aarch64 ours=$built/ours sdk=$built/sdk program component
     [[ -f $arm/build.ninja ]] || (cd "$source" && cmake --preset aarch64) > "$log" 2>&1 || return
-    cmake --build "$arm" --target ostdrv ostdrv_tool ostdrv-sim sim/all board_bridge board_checks \
+    cmake --build "$arm" --target ostdrv ostdrv_tool ostdrv-sim sim/all board_bridge board_checks board_observe \
         example_edge_wait_16 example_factory_line example_shell_commands > "$log" 2>&1 || return
     rm -rf "$ours" "$sdk"
     for component in runtime simulator development; do
         cmake --install "$arm" --prefix "$sdk" --component $component --strip > "$log" 2>&1 || return
     done
     mkdir -p "$ours/usr/bin" && cp -a "$sdk/lib" "$ours/usr/" || return
-    for program in tools/ostdrv/ostdrv board/board_{bridge,checks} \
+    for program in tools/ostdrv/ostdrv board/board_{bridge,checks,observe} \
         examples/{edge_wait_16,factory_line,shell_commands}; do
         aarch64-linux-gnu-strip -o "$ours/usr/bin/${program##*/}" "$arm/$program" 2> "$log" || return
     done

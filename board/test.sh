@@ -122,6 +122,9 @@ cmake --build "$arm" --target ostdrv_tests > "$place/build.log" 2>&1 &&
 helper=$!
 expect 0 'families, the library on every driver' board main --new --steady-clock -- board_checks
 grep -ahE '^edges: |checks, ' "$place/families,.log"
+expect 0 'observations, the same as when they were recorded' board main --with "$source/board/observations.sh" \
+    --with "$source/board/observations.txt" -- \
+    sh -c 'sh observations.sh board_observe board_checks line > seen; diff observations.txt seen'
 power_cuts
 wait $helper
 helper=''
