@@ -28,7 +28,7 @@ cat > "$place/suite" << 'END'
 cp /work/ostdrv_tests /tmp/ && cd /tmp || exit 1
 export LD_LIBRARY_PATH=/usr/lib/ostdrv-sim
 ./ostdrv_tests --gtest_list_tests | awk '/^[^ ]/ { suite = $1 } /^ / { print suite $1 }' |
-    grep -E '^(Sysfs|Shell|Edges|Lines|Lights|Regions|Template|PemReader|Md5)\.' > names
+    grep -E '^(Attributes|Shell|Edges|Regions|Template|PemReader|Md5)\.' > names
 failed=0
 while read -r name; do
     timeout 60 ./ostdrv_tests --gtest_filter="$name" > log 2>&1 < /dev/null || {

@@ -127,11 +127,6 @@ $sim | grep -qx 'led: red 0, green 0, blue 127'
 # What a board lacks is found. What is taken away for one look, the launcher puts back for the next.
 limited=
 [ "$(id -u)" != 0 ] || limited='setpriv --bounding-set=-dac_override,-dac_read_search'
-# A sanitizer's run-time library hangs in pgrep when it is preloaded there.
-mkdir "$root/bin"
-printf '#!/bin/sh\nunset LD_PRELOAD\nexec %s "$@"\n' "$(command -v pgrep)" >"$root/bin/pgrep"
-chmod +x "$root/bin/pgrep"
-PATH=$root/bin:$PATH
 tool=$2
 finds() {  # STATUS STATE CHECK PATTERN "ARGUMENTS" [DAMAGE]
     change=${6-:} $sim -- $limited sh -c \
