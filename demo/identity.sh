@@ -17,8 +17,7 @@ info_holds() {
 }
 
 fit_blank_board() {
-    # A device finds the USB kit only when its shell takes &> for a redirection.
-    ostdrv-sim --root board --chip "$chip" "$bus" --shell bash
+    ostdrv-sim --root board --chip "$chip" "$bus" "${shell[@]}"
     # A blank chip has no key to show.
     fails_with 1 device key public
 }
@@ -53,7 +52,7 @@ locks_of() {
 # The power goes at calls of a provisioning, each time on a blank chip of its own; then the same command is run again.
 cut_power_while_provisioning() {
     local nth locks
-    "$sim" --root blank --chip "$chip" "$bus" --shell bash
+    "$sim" --root blank --chip "$chip" "$bus" "${shell[@]}"
     : > states
     typed ostdrv-sim --root cut --kill N -- ostdrv provision --yes
     for ((nth = 1; nth < 1000; nth += stride)); do
@@ -235,13 +234,14 @@ refuse_writes() {
 
 # identity_story CHIP LAYOUT USB: ends with a line for the table in $row.
 identity_story() {
-    chip=$1 layout=$2 bus=--i2c
+    chip=$1 layout=$2 bus=--i2c shell=()
     # With --all, one of the eight roads of an ATECC is enough.
     local cuts=$((!all))
     [[ $* == 'atecc608a 1 0' || $* == 'trustx 1 0' ]] && cuts=1
     local title="${chip^^}, certificate layout $layout" name=$chip-layout$layout
     on_trustx && title='Trust X' name=trustx
-    (($3)) && title+=', on the USB kit' name+=-usb bus=--usb
+    # A device finds the USB kit only when its shell takes &> for a redirection.
+    (($3)) && title+=', on the USB kit' name+=-usb bus=--usb shell=(--shell bash)
     story "Factory provisioning: $title" "$out/$name"
 
     step 'A new board with a blank secure element is made' fit_blank_board

@@ -3,9 +3,9 @@
 
 report_body=''
 
-# escaped: its input for HTML
+# escaped [SED-COMMAND FILE...]: its input, or these files, for HTML
 escaped() {
-    sed 's/&/\&amp;/g; s/</\&lt;/g; s/>/\&gt;/g; s/"/\&quot;/g'
+    sed -E 's/&/\&amp;/g; s/</\&lt;/g; s/>/\&gt;/g; s/"/\&quot;/g'"${1:+; $1}" "${@:2}"
 }
 
 # report_story TITLE
@@ -21,8 +21,10 @@ report_end_story() {
 report_step() {
     local mark='<b class="yes">✓</b>' open=''
     (($1)) && mark='<b class="no">✗</b>' open=' open'
-    story_lines+="<details$open><summary>$mark<span>$(escaped <<< "$2")</span><time>$3 s</time></summary><pre>$(
-        escaped < "$4" | sed -E 's|^\$ .*|<kbd>&</kbd>|')</pre></details>"$'\n'
+    local evidence text
+    evidence=$(escaped 's|^\$ .*|<kbd>&</kbd>|' <(printf '%s\n' "$2") "$4")
+    text=${evidence%%$'\n'*} evidence=${evidence#"$text"}
+    story_lines+="<details$open><summary>$mark<span>$text</span><time>$3 s</time></summary><pre>${evidence#$'\n'}</pre></details>"$'\n'
 }
 
 # card X LABEL NAME LINE...: a box of the chain, 190 wide

@@ -81,7 +81,7 @@ typed() {
 
 # value TEXT: what a command gave
 value() {
-    sed 's/^/  /' <<< "$1" >&3
+    printf '  %s\n' "${1//$'\n'/$'\n'  }" >&3
 }
 
 # gives VALUE COMMAND...: the command must print exactly this.
