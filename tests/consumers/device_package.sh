@@ -23,7 +23,7 @@ grep -q OSTDRV_KSET_LIBRARY "$work/log"
 
 configure -S "$work/tree" -B "$work/build" -DOSTDRV_PLATFORM=device -DCMAKE_PREFIX_PATH="$work/sdk" \
     -DOSTDRV_KSET_NAME=settings -DOSTDRV_BUILD_TOOLS=OFF -DOSTDRV_BUILD_EXAMPLES=OFF -DOSTDRV_BUILD_MANUAL=OFF \
-    -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_BUILD_TYPE=Debug
+    -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0
 "$CMAKE" --build "$work/build" >"$work/log" || { cat "$work/log"; exit 1; }
 "$CMAKE" --install "$work/build" --prefix "$work/device" >"$work/log"
 test "$(ls "$work/device/include" "$work/device/lib")" = "$work/device/include:
