@@ -113,19 +113,19 @@ def _zsh_option(option):
 def _zsh_function(command, launches):
     """The function of this command, in front of it those of the ones below."""
     name = "_@name@" + "".join("__" + word for word in command.path[1:])
-    specs = [_zsh_option(option) for option in command.switches]
+    arguments = [_zsh_option(option) for option in command.switches]
     lines = [f"{name}() {{"]
     if launches:
         lines += ZSH_LAUNCHER.split("\n")[1:]
     if command.commands:
-        specs += ["': :->command'", "'*:: :->below'"]
+        arguments += ["': :->command'", "'*:: :->below'"]
         lines += ["    local curcontext=$curcontext state line", "    local -a commands=("]
         lines += ["        " + _quoted(below.name + ":" + below.description) for below in command.commands]
         lines += ["    )"]
     else:
-        specs += [_quoted(("*" if option.repeatable else "" if option.required else ":") + _value(option))
+        arguments += [_quoted(("*" if option.repeatable else "" if option.required else ":") + _value(option))
                   for option in command.arguments]
-    lines += ["    _arguments -C -s -S \\"] + [f"        {spec} \\" for spec in specs]
+    lines += ["    _arguments -C -s -S \\"] + [f"        {argument} \\" for argument in arguments]
     lines[-1] = lines[-1][:-2]
     if command.commands:
         lines += ["    case $state in", "        (command) _describe -t commands command commands ;;",
