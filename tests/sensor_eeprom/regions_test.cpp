@@ -1,5 +1,6 @@
 #include <kos.h>
 
+#include "core/live_blocks.hpp"
 #include "eeprom.hpp"
 
 namespace ostdrv::test {

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "output.hpp"
+
 namespace ostdrv::tool {
 namespace {
 
@@ -14,6 +16,31 @@ bool is_flag(const CLI::Option &option) { return option.get_items_expected_max()
 
 // "--out" of "-o,--out".
 std::string last_name(const std::string &names) { return names.substr(names.rfind(',') + 1); }
+
+// As the user writes it: the long name before the short one.
+std::string shown_name(const CLI::Option &option) {
+    return option.get_lnames().empty() ? option.get_name() : "--" + option.get_lnames().front();
+}
+
+std::string shown_names(const std::set<CLI::Option *> &options) {
+    Words names;
+    for (const CLI::Option *const option : options) names.push_back(shown_name(*option));
+    std::ranges::sort(names);
+    return joined(names, " ");
+}
+
+Record described(const CLI::Option &option) {
+    Words names;
+    for (const std::string &name : option.get_snames()) names.push_back("-" + name);
+    for (const std::string &name : option.get_lnames()) names.push_back("--" + name);
+    const std::string form = option.get_positional() ? option.get_name() : option.get_type_name();
+    return {{"names", joined(names, " ")},
+            {"form", form.empty() && option.get_items_expected_max() > 0 ? "TEXT" : form},
+            {"required", option.get_required()},
+            {"needs", shown_names(option.get_needs())},
+            {"excludes", shown_names(option.get_excludes())},
+            {"description", option.get_description()}};
+}
 
 int end(const Error &error, const std::string &hint) {
     message(error.what());
@@ -93,6 +120,13 @@ void Option::store() const {
             throw BadUsage(name_ + ": " + error.what());
         }
     }
+}
+
+Record Option::description() const {
+    Record record = described(parsed_);
+    record.push_back({"words", joined(words_, " ")});
+    record.push_back({"repeatable", repeatable_});
+    return record;
 }
 
 // ---- Command
@@ -249,6 +283,18 @@ void Command::carry_out() const {
     for (const auto &option : options_) option->store();
     if (const Command *const command = chosen()) return command->carry_out();
     action_();
+}
+
+Record Command::description() const {
+    std::vector<Record> options{described(*parsed_.get_help_ptr())}, alternatives, commands;
+    for (const auto &option : options_) options.push_back(option->description());
+    for (const auto &[one, other] : alternatives_)
+        alternatives.push_back({{"one", shown_name(one->parsed_)}, {"other", shown_name(other->parsed_)}});
+    for (const auto &command : commands_) commands.push_back(command->description());
+    return {{"name", parsed_.get_name()}, {"description", parsed_.get_description()},
+            {"acts", action_ != nullptr}, {"footer", footer_},
+            {"options", options},         {"alternatives", alternatives},
+            {"commands", commands}};
 }
 
 // ---- Program
