@@ -3,6 +3,9 @@
 # A secure element has little room. Common names and serial numbers are short, so that the signed part of each
 # certificate is 256 to 360 bytes long and the signer's public key lies where a Trust X looks for it.
 
+# The machine's own authorities take no part.
+export SSL_CERT_FILE=/dev/null SSL_CERT_DIR=/dev/null
+
 # new_key FILE
 new_key() {
     openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out "$1"

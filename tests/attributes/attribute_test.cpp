@@ -61,8 +61,8 @@ class Attributes : public World {
 TEST_F(Attributes, TextsAreReadAsNumbers) {
     const std::string blanks(127, ' '), too_long = "bothrisingfallingnone";
     expect_values(-ENODEV, any,
-                  {"42\n", "abc", "-7", "  +9 rest", "00000000000000012345", "4294967298\n", "-2147483648"},
-                  {42, 0, -7, 9, 1, 2, INT_MIN}, [&] { return x_sysfs_read_int(attribute, &value); });
+                  {"42\n", "abc", "-7", "8", "  +9 rest", "00000000000000012345", "4294967298\n", "-2147483648"},
+                  {42, 0, -7, 8, 9, 1, 2, INT_MIN}, [&] { return x_sysfs_read_int(attribute, &value); });
     expect_values(-1, panel,
                   {"4294967295", "4294967297", "-1\n", " 12 rest", "99999999999999999999" /* 15 digits count */},
                   {-1, 1, -1, 12, -1530494977}, [&] { return read_light(); });
@@ -255,6 +255,7 @@ TEST_F(Attributes, BytesEndAtAShortChunkWhoseLastNewlineGoes) {
     };
     expect(0, "1\n", "1\n\n", 16);
     expect(0, "ab\n", "ab\n", 3);
+    expect(0, "", "\n", 3);
     expect(0, "a" + nul + nul + "b\n", "a\n" + nul + "b\n", 16);
     expect(0, nul + "b\n", nul + "b\n", 16);
     expect(-1, "", "", 16);

@@ -1,7 +1,8 @@
 # A device build needs nothing of this tree but the library, binds to whatever libraries have the platform's names,
 # installs without them, and serves consumers on any machine: what is installed knows no directory of this one.
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# In a place that stays the same, so that a compiler cache knows what it sees.
+work=$BUILD/tests/consumers/device
+rm -rf "$work"
 here=$(dirname "$0")
 mkdir -p "$work/sdk/include"
 cp -r "$PREFIX/include/ostdrv-sim" "$work/sdk/include/cryptoauthlib"
