@@ -64,8 +64,8 @@ TEST_F(Attributes, TextsAreReadAsNumbers) {
                   {"42\n", "abc", "-7", "8", "  +9 rest", "00000000000000012345", "4294967298\n", "-2147483648"},
                   {42, 0, -7, 8, 9, 1, 2, INT_MIN}, [&] { return x_sysfs_read_int(attribute, &value); });
     expect_values(-1, panel,
-                  {"4294967295", "4294967297", "-1\n", " 12 rest", "99999999999999999999" /* 15 digits count */},
-                  {-1, 1, -1, 12, -1530494977}, [&] { return read_light(); });
+                  {"8", "4294967295", "4294967297", "-1\n", " 12 rest", "99999999999999999999" /* 15 digits count */},
+                  {8, -1, 1, -1, 12, -1530494977}, [&] { return read_light(); });
     expect_values(-1, input, {"1234\n", "  -7x", "4294967298\n", blanks + "42"}, {1234, -7, 2, 4},
                   [&] { return (value = adc_read_impl(3)) == -1 ? value = -99, -1 : 0; });
     expect_values(-1, line + "/direction", {"in\n", "out\n", "I"}, {0, 1, 1},
@@ -175,6 +175,7 @@ TEST_F(Attributes, ExactlyTheseSystemCallsAreMade) {
     expect_calls(0, "open(~) write(3 '128') close()", [] { return x_pwm_set_cycle("panel", 50); });
     expect_calls(-1, "open(~) write(10 '2147483645') close()", [] { return x_pwm_set_cycle("panel", 842150449); });
     expect_calls(-1, "open(~) write(10 '2147483647') close()", [] { return x_pwm_set_cycle("panel", UINT_MAX); });
+    expect_calls(-1, "open(/sys/class/backlight/none/brightness)", [] { return x_pwm_set_cycle("none", 50); });
     board.put(panel, "510\n");
     expect_calls(0, "open(~) read(15) close()", [&] { return x_pwm_read_cycle("panel", &raw); });
     EXPECT_EQ(raw, 200u);
