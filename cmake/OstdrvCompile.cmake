@@ -22,8 +22,12 @@ add_compile_options(
   "$<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Wnon-virtual-dtor;-Woverloaded-virtual;-Wextra-semi>"
   # GCC 12 sees overlapping copies in std::string's operator+ where there are none.
   "$<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op;-Wno-restrict>")
-# Around the library line numbers are enough where code is optimised, and they compile a fifth faster.
-add_compile_options($<$<CONFIG:RelWithDebInfo>:-g1>)
+# Around the library line numbers are enough where code is optimised or sanitized, and they compile a fifth faster.
+set(line_numbers_are_enough $<CONFIG:RelWithDebInfo>)
+if(OSTDRV_SANITIZE)
+  set(line_numbers_are_enough 1)
+endif()
+add_compile_options($<${line_numbers_are_enough}:-g1>)
 if(OSTDRV_WERROR)
   add_compile_options(-Werror)
 endif()
