@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 // Installed, a library lies where CMake's install directories put it; in the build tree where it was built.
 fs::path board_library(const std::string &name) {
     const fs::path here = fs::read_symlink("/proc/self/exe").parent_path();
-    for (const char *place : {OSTDRV_BOARD_BESIDE_BUILT, OSTDRV_BOARD_BESIDE_INSTALLED}) {
+    for (const char *place : {OSTDRV_BOARD_BESIDE_INSTALLED, OSTDRV_BOARD_BESIDE_BUILT}) {
         fs::path library = (here / place / name).lexically_normal();
         if (fs::exists(library)) return library;
     }
