@@ -17,14 +17,9 @@ bool is_flag(const CLI::Option &option) { return option.get_items_expected_max()
 // "--out" of "-o,--out".
 std::string last_name(const std::string &names) { return names.substr(names.rfind(',') + 1); }
 
-// As the user writes it: the long name before the short one.
-std::string shown_name(const CLI::Option &option) {
-    return option.get_lnames().empty() ? option.get_name() : "--" + option.get_lnames().front();
-}
-
 std::string shown_names(const std::set<CLI::Option *> &options) {
     Words names;
-    for (const CLI::Option *const option : options) names.push_back(shown_name(*option));
+    for (const CLI::Option *const option : options) names.push_back(option->get_name());
     std::ranges::sort(names);
     return joined(names, " ");
 }
@@ -107,9 +102,9 @@ void Option::check_others() const {
     if (!given() && parsed_.get_required()) throw BadUsage(name_ + " is missing");
     if (!given()) return;
     for (const CLI::Option *other : parsed_.get_needs())
-        if (other->count() == 0) throw BadUsage(name_ + " is given without " + last_name(other->get_name()));
+        if (other->count() == 0) throw BadUsage(name_ + " is given without " + other->get_name());
     for (const CLI::Option *other : parsed_.get_excludes())
-        if (other->count() > 0) throw BadUsage(name_ + " and " + last_name(other->get_name()) + " exclude each other");
+        if (other->count() > 0) throw BadUsage(name_ + " and " + other->get_name() + " exclude each other");
 }
 
 void Option::store() const {
@@ -289,7 +284,7 @@ Record Command::description() const {
     std::vector<Record> options{described(*parsed_.get_help_ptr())}, alternatives, commands;
     for (const auto &option : options_) options.push_back(option->description());
     for (const auto &[one, other] : alternatives_)
-        alternatives.push_back({{"one", shown_name(one->parsed_)}, {"other", shown_name(other->parsed_)}});
+        alternatives.push_back({{"one", one->name_}, {"other", other->name_}});
     for (const auto &command : commands_) commands.push_back(command->description());
     return {{"name", parsed_.get_name()}, {"description", parsed_.get_description()},
             {"acts", action_ != nullptr}, {"footer", footer_},
