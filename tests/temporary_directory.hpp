@@ -3,10 +3,13 @@
 #ifndef OSTDRV_TESTS_TEMPORARY_DIRECTORY_HPP
 #define OSTDRV_TESTS_TEMPORARY_DIRECTORY_HPP
 
+#include <fcntl.h>
+#include <ftw.h>
 #include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -24,9 +27,14 @@ class TemporaryDirectory {
     TemporaryDirectory() {
         if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary directory");
     }
+    // Past a board in front of the C library, which lets nobody remove attributes.
     ~TemporaryDirectory() {
-        std::error_code error;
-        std::filesystem::remove_all(path_, error);
+        nftw(
+            path_.c_str(),
+            [](const char *entry, const struct stat *, int kind, FTW *) {
+                return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, entry, kind == FTW_DP ? AT_REMOVEDIR : 0));
+            },
+            16, FTW_DEPTH | FTW_PHYS);
     }
     TemporaryDirectory(const TemporaryDirectory &) = delete;
     TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
