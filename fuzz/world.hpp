@@ -3,6 +3,7 @@
 #define OSTDRV_FUZZ_WORLD_HPP
 
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 #include <memory>
 

@@ -58,7 +58,7 @@ Remains World::remains() const {
         const std::filesystem::directory_iterator entries(where);
         return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
     };
-    return {count("/proc/self/fd"), sim::live_blocks(), count(board.root() / "fs/tmp")};
+    return {count("/proc/self/fd"), sim::live_blocks(), count(board.root() + "/fs/tmp")};
 }
 
 Calls World::calls_of(const std::function<void()> &action) {

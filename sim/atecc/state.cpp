@@ -10,11 +10,9 @@
 namespace ostdrv::sim::atecc {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr std::string_view tag = "ATECC-01";
 
-fs::path state_file() { return board_root() / "atecc.state"; }
+std::string state_file() { return board_root() + "/atecc.state"; }
 
 // Serial number, revision and interface bytes, then I2C address, modes and the settings of the slots: plausible for a
 // part that nobody has configured, and of no use before it is.
@@ -52,8 +50,7 @@ State State::blank(Model model) {
 }
 
 std::optional<State> State::load() {
-    std::error_code error;
-    if (!fs::exists(state_file(), error)) {
+    if (!path_exists(state_file())) {
         const bool old = BoardDescription::load().chip == "atecc508a";
         const State state = blank(old ? Model::atecc508a : Model::atecc608a);
         if (!state.save()) return std::nullopt;

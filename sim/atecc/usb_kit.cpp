@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view tag = "USBKIT-1";
 
-std::filesystem::path state_file() { return board_root() / "usb_kit.state"; }
+std::string state_file() { return board_root() + "/usb_kit.state"; }
 
 // The kit is there for as long as its chip answers.
 template <typename Action>
@@ -30,8 +30,7 @@ int transfer(const Call &call, std::size_t count, std::size_t address, const voi
 std::optional<UsbKit> UsbKit::load() {
     UsbKit kit;
     kit.eeprom.fill(0xFF);
-    std::error_code error;
-    if (!std::filesystem::exists(state_file(), error)) return kit;
+    if (!path_exists(state_file())) return kit;
     const auto bytes = open_sealed(state_file(), tag);
     if (!bytes || bytes->size() != kit.eeprom.size()) return std::nullopt;
     std::ranges::copy(*bytes, kit.eeprom.begin());

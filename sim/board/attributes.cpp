@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <set>
 
 #include "core/board_state.hpp"
@@ -29,7 +30,7 @@ constexpr unsigned long highest_brightness = 255;
 std::string adc_attribute(int channel) { return "/var/tmp/adc/in_voltage" + std::to_string(channel) + "_raw"; }
 
 void make_attribute(const std::string &device_path, std::string_view value) {
-    if (!fs::exists(*board_path(device_path))) set_attribute(device_path, value);
+    if (!path_exists(*board_path(device_path))) set_attribute(device_path, value);
 }
 
 // Removes what a directory holds beyond the wanted names.
@@ -94,10 +95,10 @@ bool set_attribute(std::string_view device_path, std::string_view value) {
     return replace_content(*file, std::string(value) + "\n");
 }
 
-bool replace_content(const fs::path &file, std::string_view content) {
+bool replace_content(const std::string &file, std::string_view content) {
     Unseen unseen;
     std::error_code error;
-    fs::create_directories(file.parent_path(), error);
+    fs::create_directories(fs::path(file).parent_path(), error);
     const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     if (descriptor < 0) return false;
     const bool whole = pwrite(descriptor, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()) &&
@@ -106,7 +107,7 @@ bool replace_content(const fs::path &file, std::string_view content) {
     return whole;
 }
 
-std::string content_of(const fs::path &file) {
+std::string content_of(const std::string &file) {
     const auto bytes = read_file(file);
     return bytes ? std::string(bytes->begin(), bytes->end()) : std::string();
 }

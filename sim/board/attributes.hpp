@@ -3,7 +3,6 @@
 #ifndef OSTDRV_SIM_ATTRIBUTES_HPP
 #define OSTDRV_SIM_ATTRIBUTES_HPP
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,8 +23,8 @@ int store_led(const std::string &device_path, std::string_view text);
 std::optional<std::string> attribute(std::string_view device_path);
 // Replaces an attribute's value in place, because descriptors that are open must see it. Keeps one newline at its end.
 bool set_attribute(std::string_view device_path, std::string_view value);
-bool replace_content(const std::filesystem::path &file, std::string_view content);
-std::string content_of(const std::filesystem::path &file);
+bool replace_content(const std::string &file, std::string_view content);
+std::string content_of(const std::string &file);
 
 // The number that the kernel takes a written text for, whose newline is cut off already: 0, or EINVAL or ERANGE.
 int kernel_number(std::string_view text, long &number);

@@ -1,6 +1,7 @@
 #include "board.hpp"
 
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 #include "attributes.hpp"
@@ -10,13 +11,13 @@
 namespace ostdrv::sim {
 namespace fs = std::filesystem;
 
-Board::Board(const fs::path &root) : root_(root) {
+Board::Board(const std::string &root) : root_(root) {
     Unseen unseen;
     setenv("OSTDRV_SIM_ROOT", root.c_str(), 1);
     for (const char *directory : {"mnt/settings", "proc/device-tree", "dev", "tmp", "sys/class/gpio",
                                   "sys/class/backlight", "sys/class/leds", "var/tmp/adc"})
-        fs::create_directories(root / "fs" / directory);
-    if (!fs::exists(root / "board"))
+        fs::create_directories(root + "/fs/" + directory);
+    if (!path_exists(root + "/board"))
         fit({});
     else
         make_attributes(BoardDescription::load());
@@ -24,7 +25,7 @@ Board::Board(const fs::path &root) : root_(root) {
 
 void Board::change(const BoardDescription &description) {
     Unseen unseen;
-    if (!description.save()) throw std::runtime_error("cannot write the board description below " + root_.string());
+    if (!description.save()) throw std::runtime_error("cannot write the board description below " + root_);
     make_attributes(description);
 }
 
@@ -40,7 +41,7 @@ void Board::fit(const BoardDescription &description) {
 std::string Board::remembered_chip() const {
     Unseen unseen;
     for (const char *chip : {"atecc", "trustx"})
-        if (fs::exists(file(std::string("/mnt/settings/") + chip))) return chip;
+        if (path_exists(file(std::string("/mnt/settings/") + chip))) return chip;
     return "none";
 }
 
@@ -49,7 +50,7 @@ void Board::remember_chip(std::string_view chip) const {
         marker == chip ? put("/mnt/settings/" + marker, "") : remove("/mnt/settings/" + marker);
 }
 
-fs::path Board::file(std::string_view device_path) const {
+std::string Board::file(std::string_view device_path) const {
     Unseen unseen;
     const auto path = board_path(device_path);
     if (!path) throw std::invalid_argument("not a path of the device: " + std::string(device_path));
@@ -58,7 +59,7 @@ fs::path Board::file(std::string_view device_path) const {
 
 void Board::put(std::string_view device_path, std::string_view text) const {
     if (!replace_file(file(device_path), std::string(text)))
-        throw std::runtime_error("cannot write " + file(device_path).string());
+        throw std::runtime_error("cannot write " + file(device_path));
 }
 
 std::optional<std::string> Board::get(std::string_view device_path) const {

@@ -3,7 +3,6 @@
 #define OSTDRV_SIM_BOARD_HPP
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +14,7 @@ namespace ostdrv::sim {
 class Board {
  public:
     // Makes the board's directory the process's board (OSTDRV_SIM_ROOT) and creates what is missing in it.
-    explicit Board(const std::filesystem::path &root);
+    explicit Board(const std::string &root);
 
     // Replaces the description and what follows from it, the device tree's properties included. Chips keep their state.
     void fit(const BoardDescription &description);
@@ -26,10 +25,10 @@ class Board {
     std::string remembered_chip() const;
     void remember_chip(std::string_view chip) const;
 
-    const std::filesystem::path &root() const { return root_; }
+    const std::string &root() const { return root_; }
 
     // The files behind a device path.
-    std::filesystem::path file(std::string_view device_path) const;
+    std::string file(std::string_view device_path) const;
     void put(std::string_view device_path, std::string_view text) const;
     std::optional<std::string> get(std::string_view device_path) const;
     void remove(std::string_view device_path) const;
@@ -38,7 +37,7 @@ class Board {
     void put_cell(std::string_view property, std::uint32_t value) const;
 
  private:
-    std::filesystem::path root_;
+    std::string root_;
 };
 
 }  // namespace ostdrv::sim

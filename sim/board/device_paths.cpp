@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <filesystem>
 
 #include "core/board_state.hpp"
 #include "core/fault_plan.hpp"
@@ -41,7 +42,7 @@ bool is_device_path(std::string_view path) {
     return false;
 }
 
-std::string files_directory() { return (board_root() / "fs").string(); }
+std::string files_directory() { return board_root() + "/fs"; }
 
 // Without quotation marks, because they would end those that the path stands in.
 std::string escaped(const std::string &text) {
@@ -80,7 +81,7 @@ std::string device_path_behind(std::string_view file) {
 
 }  // namespace
 
-std::optional<std::filesystem::path> board_path(std::string_view device_path) {
+std::optional<std::string> board_path(std::string_view device_path) {
     if (!is_device_path(device_path)) return std::nullopt;
     return files_directory() + std::string(device_path);
 }
@@ -119,7 +120,7 @@ std::string with_board_paths(std::string_view command) {
 PathArgument::PathArgument(const char *path, int directory) : given_(path), directory_(directory) {
     if (!path) return;
     const int kept_errno = errno;
-    if (const auto mapped = board_path(path)) mapped_ = mapped->string();
+    if (const auto mapped = board_path(path)) mapped_ = *mapped;
     errno = kept_errno;
 }
 

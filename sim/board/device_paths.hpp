@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,7 +11,7 @@
 namespace ostdrv::sim {
 
 // Where the board keeps a device path, or nothing for a path that is not the device's.
-std::optional<std::filesystem::path> board_path(std::string_view device_path);
+std::optional<std::string> board_path(std::string_view device_path);
 
 // The device path that an open descriptor stands for, empty for any other file. A file that is gone has " (deleted)"
 // behind its name.

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <vector>
 
+#include "core/board_state.hpp"
 #include "core/fault_plan.hpp"
 #include "device_paths.hpp"
 #include "gpio_class.hpp"
@@ -77,7 +78,7 @@ class EdgeWait {
         if (changes().fd < 0) return false;
         for (const WatchedLine &watched : lines_) {
             const auto file = line_state_file(watched.line);
-            if (!std::filesystem::exists(file)) LineState::load(watched.line).save(watched.line);
+            if (!path_exists(file)) LineState::load(watched.line).save(watched.line);
             if (inotify_add_watch(changes().fd, file.c_str(), IN_MODIFY) < 0) return false;
         }
         return true;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <string>
 
 #include "attributes.hpp"
@@ -17,7 +16,7 @@ namespace ostdrv::sim {
 
 void make_eeprom() {
     const auto file = *board_path(eeprom_path);
-    if (!std::filesystem::exists(file)) replace_content(file, std::string(eeprom_size, '\xFF'));
+    if (!path_exists(file)) replace_content(file, std::string(eeprom_size, '\xFF'));
 }
 
 ssize_t store_cells(std::string_view bytes, off_t position) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <filesystem>
 
 #include "attributes.hpp"
 #include "core/board_state.hpp"
@@ -20,8 +21,8 @@ class Line {
     explicit Line(int line)
         : line_(line), directory_(*board_path(std::string(class_directory) + "/gpio" + std::to_string(line))) {}
 
-    const fs::path &directory() const { return directory_; }
-    bool exported() const { return fs::exists(directory_); }
+    const std::string &directory() const { return directory_; }
+    bool exported() const { return path_exists(directory_); }
 
     bool is_output() const { return get("direction") == "out\n"; }
     bool active_low() const { return get("active_low") == "1\n"; }
@@ -64,7 +65,7 @@ class Line {
     // Made whole before it appears under its name, so that nobody finds half a line.
     int export_line() const {
         if (exported()) return EBUSY;
-        const Line fresh(*this, directory_.parent_path() / (".gpio" + std::to_string(line_)));
+        const Line fresh(*this, *board_path(std::string(class_directory) + "/.gpio" + std::to_string(line_)));
         const LineState state = LineState::load(line_);
         std::error_code error;
         if (!state.save(line_) || !fresh.put("direction", state.is_output ? "out" : "in") ||
@@ -80,12 +81,12 @@ class Line {
 
  private:
     int line_;
-    fs::path directory_;
+    std::string directory_;
 
-    Line(const Line &other, fs::path directory) : line_(other.line_), directory_(std::move(directory)) {}
-    std::string get(const char *attribute) const { return content_of(directory_ / attribute); }
+    Line(const Line &other, std::string directory) : line_(other.line_), directory_(std::move(directory)) {}
+    std::string get(const char *attribute) const { return content_of(directory_ + "/" + attribute); }
     bool put(const char *attribute, std::string_view value) const {
-        return replace_content(directory_ / attribute, std::string(value) + "\n");
+        return replace_content(directory_ + "/" + attribute, std::string(value) + "\n");
     }
 };
 
@@ -109,7 +110,7 @@ int store_line(const std::string &device_path, std::string_view text, int (Line:
 void make_gpio_class(int lines) {
     for (const char *attribute : {"/export", "/unexport"}) {
         const auto file = board_path(std::string(class_directory) + attribute);
-        if (!fs::exists(*file)) replace_content(*file, "");
+        if (!path_exists(*file)) replace_content(*file, "");
     }
     const std::string controller = std::string(class_directory) + "/gpiochip0/";
     set_attribute(controller + "base", "0");
@@ -170,7 +171,7 @@ bool drive_line(int number, bool high) {
     return state.save(number);
 }
 
-fs::path line_state_file(int line) { return board_root() / "lines" / std::to_string(line); }
+std::string line_state_file(int line) { return board_root() + "/lines/" + std::to_string(line); }
 
 LineState LineState::load(int line) {
     LineState state;

@@ -7,7 +7,6 @@
 #ifndef OSTDRV_SIM_GPIO_CLASS_HPP
 #define OSTDRV_SIM_GPIO_CLASS_HPP
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -44,7 +43,7 @@ struct LineState {
     static LineState load(int line);
     bool save(int line) const;
 };
-std::filesystem::path line_state_file(int line);
+std::string line_state_file(int line);
 
 }  // namespace ostdrv::sim
 

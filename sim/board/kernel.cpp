@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
 #include <type_traits>
 
 #include "attributes.hpp"
+#include "core/board_state.hpp"
 #include "core/fault_plan.hpp"
 #include "eeprom.hpp"
 #include "gpio_class.hpp"
@@ -15,7 +17,6 @@
 #include "open_files.hpp"
 
 namespace ostdrv::sim {
-namespace fs = std::filesystem;
 namespace {
 
 struct Written {
@@ -109,15 +110,14 @@ std::optional<int> admitted_flags(const Caller &caller, const PathArgument &path
     const std::string device_path = path.device_path();
     if (!in_kernels_tree(device_path) || (flags & O_PATH)) return flags;
 
-    std::error_code none;
-    const fs::path file = *board_path(device_path);
-    const bool exists = fs::exists(file, none);
+    const std::string file = *board_path(device_path);
+    const bool exists = path_exists(file);
     const Attribute *const attribute = find(device_path);
     const auto needs = [&](mode_t bits, int unneeded) {
         return access != unneeded && attribute && !(attribute->mode & bits);
     };
     int error = 0;
-    if (!exists && (flags & O_CREAT) && fs::exists(file.parent_path(), none)) error = EACCES;
+    if (!exists && (flags & O_CREAT) && path_exists(file.substr(0, file.rfind('/')))) error = EACCES;
     if (exists && (flags & O_CREAT) && (flags & O_EXCL)) error = EEXIST;
     if (exists && !error && (needs(0444, O_WRONLY) || needs(0222, O_RDONLY))) error = EACCES;
     if (!error) return flags & ~making;
@@ -128,8 +128,7 @@ std::optional<int> admitted_flags(const Caller &caller, const PathArgument &path
 bool refuses_change(const Caller &caller, const PathArgument &path) {
     const std::string device_path = caller.nested() ? std::string() : path.device_path();
     if (!in_kernels_tree(device_path)) return false;
-    std::error_code none;
-    errno = fs::exists(*board_path(device_path), none) ? EPERM : ENOENT;
+    errno = path_exists(*board_path(device_path)) ? EPERM : ENOENT;
     return true;
 }
 

@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -15,14 +17,20 @@
 namespace ostdrv::sim {
 namespace fs = std::filesystem;
 
-fs::path board_root() {
+std::string board_root() {
     if (const char *root = std::getenv("OSTDRV_SIM_ROOT"); root && *root) return root;
-    if (const char *state = std::getenv("XDG_STATE_HOME"); state && *state) return fs::path(state) / "ostdrv-sim";
+    if (const char *state = std::getenv("XDG_STATE_HOME"); state && *state) return std::string(state) + "/ostdrv-sim";
     const char *home = std::getenv("HOME");
-    return fs::path(home && *home ? home : "/tmp") / ".local/state/ostdrv-sim";
+    return std::string(home && *home ? home : "/tmp") + "/.local/state/ostdrv-sim";
 }
 
-std::optional<std::vector<std::uint8_t>> read_file(const fs::path &path) {
+bool path_exists(const std::string &path) {
+    Unseen unseen;
+    struct stat unused;
+    return stat(path.c_str(), &unused) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+std::optional<std::vector<std::uint8_t>> read_file(const std::string &path) {
     Unseen unseen;
     std::ifstream file(path, std::ios::binary);
     if (!file) return std::nullopt;
@@ -34,11 +42,11 @@ std::optional<std::vector<std::uint8_t>> read_file(const fs::path &path) {
     return bytes;
 }
 
-bool replace_file(const fs::path &path, std::span<const std::uint8_t> bytes) {
+bool replace_file(const std::string &path, std::span<const std::uint8_t> bytes) {
     Unseen unseen;
     std::error_code error;
-    fs::create_directories(path.parent_path(), error);
-    std::string fresh = path.string() + ".XXXXXX";
+    fs::create_directories(fs::path(path).parent_path(), error);
+    std::string fresh = path + ".XXXXXX";
     const int descriptor = mkstemp(fresh.data());
     if (descriptor < 0) return false;
     bool whole = fchmod(descriptor, 0644) == 0;
@@ -54,7 +62,7 @@ bool replace_file(const fs::path &path, std::span<const std::uint8_t> bytes) {
     return false;
 }
 
-bool replace_file(const fs::path &path, const std::string &text) {
+bool replace_file(const std::string &path, const std::string &text) {
     return replace_file(path, std::span(reinterpret_cast<const std::uint8_t *>(text.data()), text.size()));
 }
 
@@ -62,7 +70,7 @@ StateLock::StateLock() {
     Unseen unseen;
     std::error_code error;
     fs::create_directories(board_root(), error);
-    descriptor_ = open((board_root() / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    descriptor_ = open((board_root() + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     if (descriptor_ >= 0) flock(descriptor_, LOCK_EX);
 }
 
@@ -74,7 +82,7 @@ StateLock::~StateLock() {
 BoardDescription BoardDescription::load() {
     Unseen unseen;
     BoardDescription board;
-    std::ifstream file(board_root() / "board");
+    std::ifstream file(board_root() + "/board");
     for (std::string line; std::getline(file, line);) {
         const std::size_t equals = line.find('=');
         if (equals == std::string::npos) continue;
@@ -110,7 +118,7 @@ bool BoardDescription::save() const {
          << "\ni2c_bus=" << i2c_bus << "\ngpio_lines=" << gpio_lines << "\nadc_channels=" << adc_channels
          << "\nlights=" << lights << "\nled=" << led << "\neeprom_protected=" << eeprom_protected << "\ni2c_address=0x"
          << std::hex << i2c_address << "\n";
-    return replace_file(board_root() / "board", text.str());
+    return replace_file(board_root() + "/board", text.str());
 }
 
 }  // namespace ostdrv::sim

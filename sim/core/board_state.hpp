@@ -8,7 +8,6 @@
 #define OSTDRV_SIM_BOARD_STATE_HPP
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <set>
 #include <span>
@@ -18,14 +17,17 @@
 namespace ostdrv::sim {
 
 // $OSTDRV_SIM_ROOT, else $XDG_STATE_HOME/ostdrv-sim, else $HOME/.local/state/ostdrv-sim. Read anew at every call.
-std::filesystem::path board_root();
+std::string board_root();
+
+// Whether anything is there. What cannot be looked at is taken to be, and fails when it is read.
+bool path_exists(const std::string &path);
 
 // The whole file, or nothing when it cannot be read.
-std::optional<std::vector<std::uint8_t>> read_file(const std::filesystem::path &path);
+std::optional<std::vector<std::uint8_t>> read_file(const std::string &path);
 
 // Writes a new file beside `path` and renames it over `path`, creating the directory when it is missing.
-bool replace_file(const std::filesystem::path &path, std::span<const std::uint8_t> bytes);
-bool replace_file(const std::filesystem::path &path, const std::string &text);
+bool replace_file(const std::string &path, std::span<const std::uint8_t> bytes);
+bool replace_file(const std::string &path, const std::string &text);
 
 // Held while one process reads, changes and replaces a state file, so that another does not do so at the same time.
 class StateLock {

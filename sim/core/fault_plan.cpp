@@ -1,5 +1,6 @@
 #include "fault_plan.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <csignal>
@@ -68,7 +69,7 @@ thread_local int unseen_depth = 0;
 
 bool matches(const Fault &fault, CallKind kind, const char *name) {
     return (fault.kinds & static_cast<unsigned>(kind)) != 0 && (fault.name.empty() || fault.name == name) &&
-           !fault.except.contains(name);
+           std::ranges::find(fault.except, name) == fault.except.end();
 }
 
 }  // namespace

@@ -8,8 +8,6 @@
 #define OSTDRV_SIM_FAULT_PLAN_HPP
 
 #include <cstddef>
-#include <functional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,8 +20,8 @@ inline constexpr unsigned power_cut_kinds = 11;  // where a process can end and 
 
 // What happens to the calls that a plan picks. The process-wide plan is reached through the functions below.
 struct Fault {
-    std::string name{};                           // only calls of this function; empty: of any
-    std::set<std::string, std::less<>> except{};  // and never calls of these
+    std::string name{};                 // only calls of this function; empty: of any
+    std::vector<std::string> except{};  // and never calls of these
     unsigned kinds = every_kind;
     std::size_t nth = 1;      // the first matching call that is picked, counted from 1
     bool lasting = false;     // and every matching one after it

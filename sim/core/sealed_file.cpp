@@ -7,7 +7,7 @@
 
 namespace ostdrv::sim {
 
-std::optional<Bytes> open_sealed(const std::filesystem::path &path, std::string_view tag) {
+std::optional<Bytes> open_sealed(const std::string &path, std::string_view tag) {
     const auto file = read_file(path);
     if (!file || file->size() < tag.size() + sizeof(Digest)) return std::nullopt;
     const ByteView sealed = ByteView(*file).first(file->size() - sizeof(Digest));
@@ -18,7 +18,7 @@ std::optional<Bytes> open_sealed(const std::filesystem::path &path, std::string_
     return Bytes(sealed.begin() + static_cast<std::ptrdiff_t>(tag.size()), sealed.end());
 }
 
-bool seal(const std::filesystem::path &path, std::string_view tag, ByteView state) {
+bool seal(const std::string &path, std::string_view tag, ByteView state) {
     Bytes file(tag.begin(), tag.end());
     append(file, state);
     const auto digest = sha256(file);

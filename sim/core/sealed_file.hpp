@@ -3,8 +3,8 @@
 #ifndef OSTDRV_SIM_SEALED_FILE_HPP
 #define OSTDRV_SIM_SEALED_FILE_HPP
 
-#include <filesystem>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "crypto.hpp"
@@ -12,10 +12,10 @@
 namespace ostdrv::sim {
 
 // The state in the file; nothing when it is absent, damaged or has another tag.
-std::optional<Bytes> open_sealed(const std::filesystem::path &path, std::string_view tag);
+std::optional<Bytes> open_sealed(const std::string &path, std::string_view tag);
 
 // Replaces the file as a whole.
-bool seal(const std::filesystem::path &path, std::string_view tag, ByteView state);
+bool seal(const std::string &path, std::string_view tag, ByteView state);
 
 }  // namespace ostdrv::sim
 

@@ -15,7 +15,7 @@ using namespace std::string_view_literals;
 // bytes, big-endian; the used bytes.
 constexpr auto tag = "ostdrv-trustx-1\n"sv;
 
-std::filesystem::path state_file() { return board_root() / "trustx.state"; }
+std::string state_file() { return board_root() + "/trustx.state"; }
 
 bool take_object(ByteView &rest, Object &object) {
     if (rest.size() < 3) return false;
@@ -66,8 +66,7 @@ State::State() {
 
 std::optional<State> State::load() {
     State state;
-    std::error_code error;
-    if (!std::filesystem::exists(state_file(), error) && !error) return state;
+    if (!path_exists(state_file())) return state;
 
     const auto bytes = open_sealed(state_file(), tag);
     if (!bytes) return std::nullopt;

@@ -1,4 +1,5 @@
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdarg>
 #include <cstdlib>
@@ -109,7 +110,7 @@ TEST_F(Shell, WaitAsksAtOnceAndThenEveryQuarterOfASecond) {
                  {"echo 5 name", 2, 0, 0},
                  {"exit 1", -1, 0, 0}};
     for (const auto &c : cases) {
-        std::filesystem::remove(path("pgrep.n"));
+        unlink(path("pgrep.n").c_str());
         put_pgrep(c.pgrep);
         sim::fault_plan::start();
         sim::fault_plan::add({.name = "usleep", .lasting = true});  // returns at once

@@ -2,6 +2,8 @@
 #ifndef OSTDRV_TESTS_CERTIFICATES_CHAIN_HPP
 #define OSTDRV_TESTS_CERTIFICATES_CHAIN_HPP
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <string>
 #include <utility>
@@ -76,7 +78,7 @@ class Chain : public World {
 
     // What an export writes; nothing, and no file, with this status otherwise.
     Bytes exported(int (*operation)(const char *), int status = 0) const {
-        std::filesystem::remove(path("exported.pem"));
+        unlink(path("exported.pem").c_str());
         EXPECT_EQ(operation(path("exported.pem").c_str()), status);
         EXPECT_EQ(exists("exported.pem"), status == 0);
         return der_of(get("exported.pem"));

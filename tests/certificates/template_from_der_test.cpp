@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 
 #include "certificates/chain.hpp"
@@ -102,7 +103,7 @@ TEST_F(Template, WhatStandsAtTheNamesIsNeitherFollowedNorTakenForItsOwn) {
     namespace fs = std::filesystem;
     enum Put { link, file, directory, full, foreign };
     const Bytes der = issuer.issue(subject);
-    const fs::path elsewhere = put("elsewhere", "kept"), tmp = board.root() / "fs/tmp";
+    const fs::path elsewhere = put("elsewhere", "kept"), tmp = board.root() + "/fs/tmp";
     const auto put_at = [&](Put what, const fs::path &at) {
         if (what == link) return fs::create_symlink(elsewhere, at);
         if (what >= directory && what != foreign) fs::create_directory(at);

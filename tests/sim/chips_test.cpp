@@ -131,11 +131,11 @@ TEST_F(Chips, DamagedStatesAreRefusedAndNeverReplaced) {
         board.fit(c.fitted);
         c.fitted.usb ? start(tpm_iface_config_hid) : trustX_Open();
         ASSERT_EQ(c.write(), 0);
-        const Bytes whole = sim::read_file(board.root() / c.file).value();
+        const Bytes whole = sim::read_file(board.root() + "/" + c.file).value();
         page[0] = 'd';
         const auto refused = [&](const Bytes &state) {
-            sim::replace_file(board.root() / c.file, state);
-            return c.write() != 0 && sim::read_file(board.root() / c.file) == state;
+            sim::replace_file(board.root() + "/" + c.file, state);
+            return c.write() != 0 && sim::read_file(board.root() + "/" + c.file) == state;
         };
         for (std::size_t at = 0; at < whole.size(); at += 41) {
             Bytes damaged = whole;

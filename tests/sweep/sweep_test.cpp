@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdarg>
+#include <filesystem>
 #include <map>
 #include <set>
 
@@ -348,7 +349,7 @@ class Sweep : public Stage, public testing::WithParamInterface<Scenario> {
         SCOPED_TRACE(failed + (fault.lasting ? " and everything after it" : ""));
         judge(status, failed.substr(0, failed.find('(')));
         // A file whose removal was made to fail is the one thing that stays.
-        if (failed.starts_with("unlink") || fault.lasting) empty(board.root() / "fs/tmp");
+        if (failed.starts_with("unlink") || fault.lasting) empty(board.root() + "/fs/tmp");
         EXPECT_EQ(remains(), before);
         EXPECT_EQ(sim::trustx::open_sessions(), 0);
         return status;

@@ -27,7 +27,7 @@ void describe(const sim::Board &board, const Output &output) {
     const sim::BoardDescription description = sim::BoardDescription::load();
     const std::string marker = board.remembered_chip(), bus = description.usb ? "usb" : "i2c";
     const bool redirects_both = sim::redirects_both(description.shell).value_or(false);
-    const Record record = {{"root", board.root().string()},
+    const Record record = {{"root", board.root()},
                            {"chip", description.chip},
                            {"silent", description.silent},
                            {"bus", bus},
@@ -35,7 +35,7 @@ void describe(const sim::Board &board, const Output &output) {
                            {"shell", description.shell},
                            {"redirects_both", redirects_both},
                            {"led", description.led}};
-    output.print(record, "root: " + board.root().string() + "\nchip: " + description.chip +
+    output.print(record, "root: " + board.root() + "\nchip: " + description.chip +
                              (description.silent ? ", which answers nobody" : "") + "\nbus:  " + bus + "\nmarker: " +
                              (marker == "none" ? "none: the next detection asks the bus"
                                                : marker + ": what an earlier detection decided") +

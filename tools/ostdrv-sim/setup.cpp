@@ -1,6 +1,7 @@
 #include "setup.hpp"
 
 #include <cstdlib>
+#include <filesystem>
 
 #include "error.hpp"
 #include "shell.hpp"
@@ -64,8 +65,7 @@ void check_root(const fs::path &root, const BoardOptions &options) {
 }  // namespace
 
 sim::Board open_board(const BoardOptions &options) {
-    const fs::path root =
-        fs::weakly_canonical(fs::absolute(options.root.empty() ? sim::board_root() : fs::path(options.root)));
+    const fs::path root = fs::weakly_canonical(fs::absolute(options.root.empty() ? sim::board_root() : options.root));
     setenv("OSTDRV_SIM_ROOT", root.c_str(), 1);
     check_root(root, options);
     const bool is_new = !holds_board(root);
