@@ -128,8 +128,24 @@ run_fuzz() {
         failed=$((failed + 1))
         return
     fi
-    local seeds
-    for seeds in fuzz/seeds/*; do check "fuzz target ${seeds##*/}" fuzz/run.sh "${seeds##*/}" "$fuzz_seconds"; done
+    # A target keeps one processor busy.
+    local target targets
+    local -A runs=()
+    mapfile -t targets < <(ls fuzz/seeds)
+    for target in "${targets[@]}"; do
+        while (($(jobs -rp | wc -l) >= jobs)); do wait -n; done
+        fuzz/run.sh "$target" "$fuzz_seconds" >"build/fuzz/$target.log" 2>&1 &
+        runs[$target]=$!
+    done
+    for target in "${targets[@]}"; do check "fuzz target $target" ended "${runs[$target]}" "build/fuzz/$target.log"; done
+}
+
+# The status of a process that ran in the background, and what it printed.
+ended() {
+    wait "$1"
+    local status=$?
+    cat "$2"
+    return $status
 }
 
 selected=()

@@ -2,6 +2,7 @@
 #ifndef OSTDRV_FUZZ_WORLD_HPP
 #define OSTDRV_FUZZ_WORLD_HPP
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
