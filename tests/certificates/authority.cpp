@@ -1,6 +1,7 @@
 #include "authority.hpp"
 
 #include <openssl/bio.h>
+#include <openssl/core_names.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -18,6 +19,7 @@ namespace {
 
 using sim::Owned;
 using Stream = Owned<BIO, BIO_free>;
+using Signing = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 
 template <typename... Parts>
 Bytes element(std::uint8_t tag, const Parts &...parts) {
@@ -80,7 +82,11 @@ Bytes extensions_of(const Wishes &wishes) {
 }  // namespace
 
 Authority::Authority(const std::string &common_name)
-    : name_(common_name), key_(sim::p256_generate().value()), public_key_(sim::p256_public_key(key_).value()) {}
+    : name_(common_name), key_(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "prime256v1"), EVP_PKEY_free) {
+    std::uint8_t point[65];
+    EVP_PKEY_get_octet_string_param(key_.get(), OSSL_PKEY_PARAM_PUB_KEY, point, sizeof point, nullptr);
+    std::copy(point + 1, point + sizeof point, public_key_.begin());
+}
 
 Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key, const Wishes &wishes) const {
     const Bytes ecdsa_with_sha256{0x30, 0x0A, 0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x04, 0x03, 0x02};
@@ -100,11 +106,18 @@ Bytes Authority::issue(const std::string &subject, const PublicKey &subject_key,
         if (serial_length > 20) throw std::runtime_error("no certificate of this size");
         tbs = make(serial_length, padding);
     }
+    const sim::Digest digest = sim::sha256(tbs).value();
+    const Signing signing(EVP_PKEY_CTX_new(key_.get(), nullptr));
+    if (EVP_PKEY_sign_init(signing.get()) != 1) throw std::runtime_error("no signatures");
     for (;;) {
-        const Bytes integers = sim::signature_to_integers(sim::p256_sign(key_, sim::sha256(tbs).value()).value());
-        const std::size_t r_length = integers[1], s_length = integers[3 + r_length];
+        Bytes signature(72);
+        std::size_t size = signature.size();
+        if (EVP_PKEY_sign(signing.get(), signature.data(), &size, digest.data(), digest.size()) != 1)
+            throw std::runtime_error("no signature");
+        signature.resize(size);
+        const std::size_t r_length = signature[3], s_length = signature[5 + r_length];
         if ((!wishes.r_length || wishes.r_length == r_length) && (!wishes.s_length || wishes.s_length == s_length))
-            return element(0x30, tbs, ecdsa_with_sha256, element(0x03, Bytes{0x00}, element(0x30, integers)));
+            return element(0x30, tbs, ecdsa_with_sha256, element(0x03, Bytes{0x00}, signature));
     }
 }
 

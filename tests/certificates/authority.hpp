@@ -3,7 +3,10 @@
 #ifndef OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
 #define OSTDRV_TESTS_CERTIFICATES_AUTHORITY_HPP
 
+#include <openssl/types.h>
+
 #include <cstddef>
+#include <memory>
 #include <string>
 
 #include "core/crypto.hpp"
@@ -38,7 +41,7 @@ class Authority {
 
  private:
     std::string name_;
-    sim::PrivateKey key_;
+    std::shared_ptr<EVP_PKEY> key_;
     PublicKey public_key_;
 };
 
