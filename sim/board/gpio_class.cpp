@@ -21,7 +21,6 @@ class Line {
     explicit Line(int line)
         : line_(line), directory_(*board_path(std::string(class_directory) + "/gpio" + std::to_string(line))) {}
 
-    const std::string &directory() const { return directory_; }
     bool exported() const { return path_exists(directory_); }
 
     bool is_output() const { return get("direction") == "out\n"; }

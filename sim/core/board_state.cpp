@@ -18,10 +18,11 @@ namespace ostdrv::sim {
 namespace fs = std::filesystem;
 
 std::string board_root() {
-    if (const char *root = std::getenv("OSTDRV_SIM_ROOT"); root && *root) return root;
-    if (const char *state = std::getenv("XDG_STATE_HOME"); state && *state) return std::string(state) + "/ostdrv-sim";
+    if (const char *root = std::getenv("OSTDRV_SIM_ROOT"); root && *root)
+        return (fs::path(root) / "").parent_path();  // without a slash at its end
+    if (const char *state = std::getenv("XDG_STATE_HOME"); state && *state) return fs::path(state) / "ostdrv-sim";
     const char *home = std::getenv("HOME");
-    return std::string(home && *home ? home : "/tmp") + "/.local/state/ostdrv-sim";
+    return fs::path(home && *home ? home : "/tmp") / ".local/state/ostdrv-sim";
 }
 
 bool path_exists(const std::string &path) {

@@ -84,7 +84,8 @@ Bytes extensions_of(const Wishes &wishes) {
 Authority::Authority(const std::string &common_name)
     : name_(common_name), key_(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "prime256v1"), EVP_PKEY_free) {
     std::uint8_t point[65];
-    EVP_PKEY_get_octet_string_param(key_.get(), OSSL_PKEY_PARAM_PUB_KEY, point, sizeof point, nullptr);
+    if (EVP_PKEY_get_octet_string_param(key_.get(), OSSL_PKEY_PARAM_PUB_KEY, point, sizeof point, nullptr) != 1)
+        throw std::runtime_error("no key");
     std::copy(point + 1, point + sizeof point, public_key_.begin());
 }
 
