@@ -9,8 +9,6 @@
 namespace ostdrv::sim::atecc {
 namespace {
 
-constexpr auto kind = CallKind::platform;
-
 template <typename Command>
 void on_chip(Command command) {
     require(with_chip(command) == ATCA_SUCCESS, ATCACERT_E_ERROR);

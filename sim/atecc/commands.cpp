@@ -6,8 +6,6 @@
 namespace ostdrv::sim::atecc {
 namespace {
 
-constexpr auto kind = CallKind::platform;
-
 template <typename Array>
 Array take(const std::uint8_t *from) {
     Array array;

@@ -46,8 +46,8 @@ std::optional<ATCAIfaceType> session_interface() {
 
 // A call that fails ends the session that was open.
 extern "C" ATCA_STATUS atcab_init(ATCAIfaceCfg *cfg) {
-    const Call call(CallKind::platform, "atcab_init", "%s, %u",
-                    cfg && cfg->iface_type == ATCA_HID_IFACE ? "hid" : "i2c", logged_bus(cfg));
+    const Call call(kind, "atcab_init", "%s, %u", cfg && cfg->iface_type == ATCA_HID_IFACE ? "hid" : "i2c",
+                    logged_bus(cfg));
     return answered<ATCA_STATUS>(call, ATCA_COMM_FAIL, [&] {
         session.open = false;
         if (!cfg) return ATCA_BAD_PARAM;
@@ -59,7 +59,7 @@ extern "C" ATCA_STATUS atcab_init(ATCAIfaceCfg *cfg) {
 }
 
 extern "C" ATCADeviceType atcab_get_device_type(void) {
-    const Call call(CallKind::platform, "atcab_get_device_type");
+    const Call call(kind, "atcab_get_device_type");
     return answered<ATCADeviceType>(call, ATCA_DEV_UNKNOWN,
                                     [] { return session.open ? session.interface.devtype : ATCA_DEV_UNKNOWN; });
 }

@@ -9,6 +9,8 @@
 
 namespace ostdrv::sim::atecc {
 
+inline constexpr auto kind = CallKind::platform;
+
 // Carries out a command on the board's chip and keeps what it changed, whatever its status.
 ATCA_STATUS with_chip(const std::function<ATCA_STATUS(Chip &)> &command);
 

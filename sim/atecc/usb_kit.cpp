@@ -40,7 +40,7 @@ std::optional<UsbKit> UsbKit::load() {
 bool UsbKit::save() const { return seal(state_file(), tag, eeprom); }
 
 extern "C" int atcab_eeprom_read(uint16_t count, uint16_t address, uint8_t *buffer) {
-    const Call call(CallKind::platform, "atcab_eeprom_read", "%u, %u", count, address);
+    const Call call(kind, "atcab_eeprom_read", "%u, %u", count, address);
     return transfer(call, count, address, buffer, [&](UsbKit &, auto at) {
         std::copy_n(at, count, buffer);
         return true;
@@ -48,7 +48,7 @@ extern "C" int atcab_eeprom_read(uint16_t count, uint16_t address, uint8_t *buff
 }
 
 extern "C" int atcab_eeprom_write(uint16_t count, uint16_t address, const uint8_t *buffer) {
-    const Call call(CallKind::platform, "atcab_eeprom_write", "%u, %u", count, address);
+    const Call call(kind, "atcab_eeprom_write", "%u, %u", count, address);
     return transfer(call, count, address, buffer, [&](UsbKit &kit, auto at) {
         std::copy_n(buffer, count, at);
         return kit.save();

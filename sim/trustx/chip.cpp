@@ -10,8 +10,6 @@ extern "C" const char __NEV[] = "never";
 namespace ostdrv::sim::trustx {
 namespace {
 
-constexpr auto kind = CallKind::platform;
-
 // The texts are handed out for changing, as the interface has it; nobody is expected to.
 char never[] = "never";
 char always[] = "always";

@@ -9,8 +9,6 @@
 namespace ostdrv::sim::trustx {
 namespace {
 
-constexpr auto kind = CallKind::platform;
-
 // What libcrypto's base64 functions, which count in int, can take.
 constexpr std::size_t longest_text = 1u << 30;
 

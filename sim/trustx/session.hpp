@@ -7,6 +7,8 @@
 
 namespace ostdrv::sim::trustx {
 
+inline constexpr auto kind = CallKind::platform;
+
 // False when the board has no Trust X.
 bool open_session();
 // False when there is none.

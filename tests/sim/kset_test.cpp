@@ -21,11 +21,11 @@ int write_region(const void *buffer, unsigned length) {
 }
 
 const std::uint8_t *bytes(const char *text) { return reinterpret_cast<const std::uint8_t *>(text); }
-void open(unsigned count = 11) {
+void open_store(unsigned count = 11) {
     EXPECT_EQ(kset_init(count, static_cast<unsigned>(region.size()), -1, read_region, write_region), 0);
 }
 void declare() {
-    open();
+    open_store();
     EXPECT_EQ(kset_add_int(1, "int", -5, 10, 3), 0);
     EXPECT_EQ(kset_add_hex(2, "hex", 3, bytes("abc")), 0);
     EXPECT_EQ(kset_add_string(11, "text", 4, "ab"), 0);
@@ -63,9 +63,9 @@ TEST(Kset, MovesOnlyTheImagesBytesAndRefusesWhatIsNotDeclared) {
     } cases[] = {{-1, [] { return declare(), kset_add_int(0, "low", 0, 1, 0); }},
                  {-1, [] { return declare(), kset_add_string(5, "default", 2, "ab"); }},
                  {-1, [] { return declare(), kset_set_int(1, 11); }},
-                 {0, [] { return open(), kset_add_int(1, "bounds", 0, 10, 0); }},
-                 {0, [] { return open(), kset_add_hex(1, "kind", 4, nullptr); }},
-                 {0, [] { return open(10), kset_add_int(1, "an identifier above the count", -5, 10, 3); }}};
+                 {0, [] { return open_store(), kset_add_int(1, "bounds", 0, 10, 0); }},
+                 {0, [] { return open_store(), kset_add_hex(1, "kind", 4, nullptr); }},
+                 {0, [] { return open_store(10), kset_add_int(1, "an identifier above the count", -5, 10, 3); }}};
     for (const auto &c : cases) {
         EXPECT_EQ(c.call(), c.result);
         kset_add_string(9, "absent", 2, "d");
